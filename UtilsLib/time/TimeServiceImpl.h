@@ -1,0 +1,17 @@
+#pragma once
+
+#include <UtilsLib/time/ITimeServiceImpl.h>
+
+namespace UtilsLib
+{
+
+/// The real clock: the operating system's sleeps and the calendar time. Any thread.
+class UTILSLIB_API TimeServiceImpl : public ITimeServiceImpl
+{
+public:
+    void Sleep(unsigned int milliseconds) const override;
+    void SleepEx(unsigned int milliseconds, bool alertable) override;
+    unsigned long long GetTime() const override;
+};
+
+} // namespace UtilsLib

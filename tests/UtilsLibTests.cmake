@@ -1,0 +1,32 @@
+# utilslib_add_test(NAME SOURCE... [OWN_PREFIX] [LABELS label...] [ENVIRONMENT NAME=value...] [NEEDS target...])
+#
+# A GoogleTest program; every test of it is a CTest entry of its own, so that process-wide state (the logger, the live
+# settings) starts fresh in each and tests can run in any order and side by side.
+# OWN_PREFIX: the tests write machine-wide state (the real registry, services, named objects that others use). They get
+# a Wine prefix of their own and run one at a time.
+# NEEDS: programs and DLLs that the tests start or load.
+function(utilslib_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "OWN_PREFIX" "" "LABELS;ENVIRONMENT;NEEDS")
+    add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+    target_link_libraries(${name} PRIVATE UtilsLibTestSupport UtilsLib UtilsLibWarnings)
+    if(arg_NEEDS)
+        add_dependencies(${name} ${arg_NEEDS})
+    endif()
+    utilslib_discover(${name})
+endfunction()
+
+# Registers the tests of a program; may be called again with another PREFIX_NAME for a further environment.
+macro(utilslib_discover name)
+    set(properties TIMEOUT 120)
+    if(arg_OWN_PREFIX)
+        list(APPEND arg_ENVIRONMENT "UTILSLIB_WINE_PREFIX=${name}")
+        list(APPEND properties RESOURCE_LOCK ${name})
+    endif()
+    if(arg_LABELS)
+        list(APPEND properties LABELS "${arg_LABELS}")
+    endif()
+    if(arg_ENVIRONMENT)
+        list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES ${properties})
+endmacro()

@@ -1,0 +1,159 @@
+#include <UtilsLib/platform/UniqueFileHandle.h>
+#include <UtilsLib/platform/UniqueFindHandle.h>
+#include <UtilsLib/platform/UniqueHandle.h>
+#include <UtilsLib/platform/UniqueLocalMemory.h>
+#include <UtilsLib/platform/UniqueRegKey.h>
+
+#include <tests/support/OpenHandles.h>
+#include <tests/support/TempFolder.h>
+
+#include <gtest/gtest.h>
+
+namespace Platform = UtilsLib::Platform;
+using TestSupport::OpenHandles;
+
+namespace
+{
+
+const TestSupport::TempFolder& SharedFolder()
+{
+    static TestSupport::TempFolder folder;
+    return folder;
+}
+
+// One per owner: how to make a live one.
+struct EventOwner
+{
+    using Owner = Platform::UniqueHandle;
+    static HANDLE Make()
+    {
+        return CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    }
+};
+
+struct FileOwner
+{
+    using Owner = Platform::UniqueFileHandle;
+    static HANDLE Make()
+    {
+        return CreateFileA((SharedFolder() / "file").c_str(), GENERIC_WRITE, FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    }
+};
+
+struct KeyOwner
+{
+    using Owner = Platform::UniqueRegKey;
+    static HKEY Make()
+    {
+        HKEY key = nullptr;
+        RegOpenKeyExA(HKEY_CURRENT_USER, "Software", 0, KEY_READ, &key);
+        return key;
+    }
+};
+
+template <typename Case>
+class UniqueResourceTest : public testing::Test
+{
+protected:
+    UniqueResourceTest()
+    {
+        const typename Case::Owner warmUp(Case::Make()); // opens what the system itself keeps
+    }
+};
+
+using Owners = testing::Types<EventOwner, FileOwner, KeyOwner>;
+TYPED_TEST_SUITE(UniqueResourceTest, Owners);
+
+} // namespace
+
+TYPED_TEST(UniqueResourceTest, ClosesOnceAtScopeEnd)
+{
+    const unsigned long before = OpenHandles();
+    {
+        const typename TypeParam::Owner owner(TypeParam::Make());
+        ASSERT_TRUE(owner);
+        EXPECT_EQ(OpenHandles(), before + 1);
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+}
+
+TYPED_TEST(UniqueResourceTest, MovesLeaveTheSourceEmpty)
+{
+    const unsigned long before = OpenHandles();
+    {
+        typename TypeParam::Owner source(TypeParam::Make());
+        const auto value = source.Get();
+        const typename TypeParam::Owner target(std::move(source));
+        EXPECT_EQ(target.Get(), value);
+        EXPECT_FALSE(source);
+        EXPECT_EQ(OpenHandles(), before + 1);
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+}
+
+TYPED_TEST(UniqueResourceTest, MovedOntoALiveOneClosesIt)
+{
+    const unsigned long before = OpenHandles();
+    {
+        typename TypeParam::Owner target(TypeParam::Make());
+        target = typename TypeParam::Owner(TypeParam::Make());
+        EXPECT_TRUE(target);
+        EXPECT_EQ(OpenHandles(), before + 1);
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+}
+
+TYPED_TEST(UniqueResourceTest, AnEmptyOneSurvivesEverything)
+{
+    const unsigned long before = OpenHandles();
+    {
+        typename TypeParam::Owner empty;
+        EXPECT_FALSE(empty);
+        typename TypeParam::Owner moved(std::move(empty));
+        moved.Reset();
+        moved = typename TypeParam::Owner();
+        *moved.Put() = TypeParam::Make();
+        EXPECT_TRUE(moved);
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+}
+
+TYPED_TEST(UniqueResourceTest, KeepsTheLastErrorWhenItCloses)
+{
+    {
+        const typename TypeParam::Owner owner(TypeParam::Make());
+        SetLastError(ERROR_DISK_FULL);
+    }
+
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
+}
+
+TEST(UniqueFindHandleTest, ClosesItsSearch)
+{
+    SharedFolder().Write("a.txt", "1");
+    WIN32_FIND_DATAA data = {};
+    const unsigned long before = OpenHandles();
+    {
+        const Platform::UniqueFindHandle search(FindFirstFileA((SharedFolder() / "*").c_str(), &data));
+        EXPECT_TRUE(search);
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_FALSE(Platform::UniqueFindHandle(FindFirstFileA((SharedFolder() / "none*").c_str(), &data)));
+}
+
+TEST(UniqueLocalMemoryTest, FreesItsBlock)
+{
+    const HLOCAL block = LocalAlloc(LMEM_MOVEABLE, 16);
+    {
+        const Platform::UniqueLocalMemory owner(block);
+        EXPECT_EQ(LocalFlags(block) & LMEM_INVALID_HANDLE, 0u);
+    }
+
+    EXPECT_EQ(LocalFlags(block), static_cast<UINT>(LMEM_INVALID_HANDLE));
+}
