@@ -16,7 +16,8 @@ class SUITE_GUID_UTILS_API GuidUtils
 {
 public:
     /// The GUID `value` (32 hexadecimal digits, with or without hyphens, braces or parentheses) in `format`:
-    /// "N" digits only, "D" with hyphens, "B" in braces, "P" in parentheses; lower case. Empty when either is not valid.
+    /// "N" digits only, "D" with hyphens, "B" in braces, "P" in parentheses; lower case. Empty when either is not
+    /// valid.
     static std::string Format(const std::string& value, const std::string& format);
 };
 

@@ -17,8 +17,8 @@ constexpr UINT kKilled = 98;
 UtilsLib::Platform::UniqueHandle MakeEvent(const char* variable)
 {
     static std::atomic<unsigned int> count = 0;
-    const std::string name = std::string(variable) + "_" + std::to_string(GetCurrentProcessId()) + "_" +
-                             std::to_string(++count);
+    const std::string name =
+        std::string(variable) + "_" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(++count);
     UtilsLib::Platform::UniqueHandle event(CreateEventA(nullptr, TRUE, FALSE, name.c_str()));
     if (!event || !SetEnvironmentVariableA(variable, name.c_str()))
     {

@@ -33,9 +33,9 @@ ScopedMachineHive::ScopedMachineHive(bool withProductKey) : m_path(UniqueKey())
 {
     UtilsLib::Platform::UniqueRegKey key;
     RegDeleteTreeA(HKEY_CURRENT_USER, m_path.c_str());
-    Check(RegCreateKeyExA(HKEY_CURRENT_USER, m_path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Put(),
-                          nullptr),
-          "RegCreateKeyExA");
+    Check(
+        RegCreateKeyExA(HKEY_CURRENT_USER, m_path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Put(), nullptr),
+        "RegCreateKeyExA");
     Check(RegOverridePredefKey(HKEY_LOCAL_MACHINE, key.Get()), "RegOverridePredefKey");
     if (withProductKey)
     {

@@ -46,7 +46,8 @@ bool JsonIsReadAndWritten()
     Json::Value value;
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     const std::string text = R"({"company":"sample","years":[2025,2026]})";
-    return reader->parse(text.data(), text.data() + text.size(), &value, nullptr) && value["years"][1].asInt() == 2026 &&
+    return reader->parse(text.data(), text.data() + text.size(), &value, nullptr) &&
+           value["years"][1].asInt() == 2026 &&
            Json::writeString(Json::StreamWriterBuilder(), value).find("sample") != std::string::npos;
 }
 
