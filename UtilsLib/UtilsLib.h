@@ -10,5 +10,6 @@
 #include <UtilsLib/threading/ThreadUtils.h>
 #include <UtilsLib/time/ITimeServiceImpl.h>
 #include <UtilsLib/time/MockTimeServiceImpl.h>
+#include <UtilsLib/time/Time.h>
 #include <UtilsLib/time/TimeService.h>
 #include <UtilsLib/time/TimeServiceImpl.h>
