@@ -1,9 +1,10 @@
 #include <UtilsLib/time/Time.h>
 
 #include <UtilsLib/WindowsTypes.h>
+#include <UtilsLib/platform/LocalTimeStamp.h>
+#include <UtilsLib/platform/TimeFormat.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <iomanip>
 #include <locale>
@@ -55,13 +56,6 @@ std::string LocalNow(const char* format)
     return std::string(text, std::strftime(text, sizeof(text), format, &fields));
 }
 
-std::string Written(const std::tm& fields, const std::string& format)
-{
-    std::ostringstream stream;
-    stream << std::put_time(&fields, format.c_str());
-    return stream.str();
-}
-
 // A byte that no conversion takes follows the text: one library's stream accepts a text that ends where the format goes
 // on with a literal character, another's does not.
 bool Read(const std::string& text, const char* format, const std::locale& locale, std::tm& fields)
@@ -98,16 +92,6 @@ std::string TwoDigits(int number)
 std::string ClockText(int hours, int minutes)
 {
     return TwoDigits(hours) + ":" + TwoDigits(minutes);
-}
-
-char* PutDigits(char* position, unsigned int number, int count)
-{
-    for (int i = count - 1; i >= 0; --i)
-    {
-        position[i] = static_cast<char>('0' + number % 10);
-        number /= 10;
-    }
-    return position + count;
 }
 
 bool IsLeapYear(long long year)
@@ -183,22 +167,7 @@ std::string Time::GetTimeNowToMilliseconds()
 {
     SYSTEMTIME now;
     GetLocalTime(&now);
-    // "%02d/%02d/%4d %02d:%02d:%02d.%03d" by hand: every log line is stamped with it.
-    char text[23];
-    char* position = PutDigits(text, now.wDay, 2);
-    *position++ = '/';
-    position = PutDigits(position, now.wMonth, 2);
-    *position++ = '/';
-    position = PutDigits(position, now.wYear, 4);
-    *position++ = ' ';
-    position = PutDigits(position, now.wHour, 2);
-    *position++ = ':';
-    position = PutDigits(position, now.wMinute, 2);
-    *position++ = ':';
-    position = PutDigits(position, now.wSecond, 2);
-    *position++ = '.';
-    PutDigits(position, now.wMilliseconds, 3);
-    return std::string(text, sizeof(text));
+    return std::string(Platform::LocalTimeStamp(now).Text());
 }
 
 std::string Time::GetTimeNowMMYY()
@@ -248,18 +217,18 @@ std::string Time::GetCorvaneDateFromYYYY_MM_DD_HH_MM_SS(const std::string& text)
 
 std::string Time::StringFromTimePoint(const TimePoint& timePoint, const std::string& format)
 {
-    return Written(LocalFields(WholeSeconds(timePoint)), format);
+    return Platform::FormatTime(LocalFields(WholeSeconds(timePoint)), format);
 }
 
 std::string Time::StringFromTimePointUTC(const TimePoint& timePoint, const std::string& format)
 {
-    return Written(TmFromTimePoint(timePoint), format);
+    return Platform::FormatTime(TmFromTimePoint(timePoint), format);
 }
 
 TimePoint Time::TimePointFromString(const std::string& text, const std::string& format)
 {
     std::tm fields{};
-    Read(text, format.c_str(), std::locale(), fields);
+    Read(text, Platform::ReadFormat(format).c_str(), std::locale(), fields);
     return TimePointFromTm(fields);
 }
 

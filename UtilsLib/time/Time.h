@@ -62,7 +62,7 @@ public:
     static Time _GetTimeNow();
 
     /// Whether `text` starts with a date and time, "2026-11-15T04:38:29". What follows is not looked at. Fields may
-    /// lack leading zeros (years have at least two digits) and blanks may come first. No check of days against months.
+    /// lack leading zeros and blanks may come first. No check of days against months.
     static bool ValidateYYYY_MM_DD_HH_MM_SS(const std::string& text);
     /// Seconds since 1970 of "2026-11-15T04:38:29" in local standard time, also in summer: then one hour more than the
     /// wall clock's reading. Fields are taken from fixed positions, one that is no number counts 0. 0: the text is not
@@ -71,8 +71,8 @@ public:
     /// "2026-11-15T04:38:29" is "15/11/2026", by fixed positions. Empty: the text is not valid.
     static std::string GetCorvaneDateFromYYYY_MM_DD_HH_MM_SS(const std::string& text);
 
-    /// Writes the local time in `format` (as `std::put_time`, with the global C++ locale; a zero byte ends it).
-    /// Fractions of a second are floored.
+    /// Writes the local time in `format`: as `std::put_time`, with the global C++ locale's names, every conversion of
+    /// C, and every year. Fractions of a second are floored.
     static std::string StringFromTimePoint(const TimePoint& timePoint, const std::string& format);
     /// The same in UTC.
     static std::string StringFromTimePointUTC(const TimePoint& timePoint, const std::string& format);

@@ -1,0 +1,70 @@
+#include <UtilsLib/platform/LocalTimeStamp.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+using UtilsLib::Platform::LocalTimeStamp;
+
+namespace
+{
+
+std::string Printed(const SYSTEMTIME& time)
+{
+    char text[40];
+    std::snprintf(text, sizeof(text), "%02d/%02d/%4d %02d:%02d:%02d.%03d", time.wDay, time.wMonth, time.wYear,
+                  time.wHour, time.wMinute, time.wSecond, time.wMilliseconds);
+    return text;
+}
+
+SYSTEMTIME LocalTime()
+{
+    SYSTEMTIME time;
+    GetLocalTime(&time);
+    return time;
+}
+
+bool Before(const SYSTEMTIME& left, const SYSTEMTIME& right)
+{
+    FILETIME leftTime, rightTime;
+    SystemTimeToFileTime(&left, &leftTime);
+    SystemTimeToFileTime(&right, &rightTime);
+    return CompareFileTime(&leftTime, &rightTime) < 0;
+}
+
+SYSTEMTIME Parsed(std::string_view text)
+{
+    SYSTEMTIME time{};
+    std::sscanf(std::string(text).c_str(), "%2hu/%2hu/%4hu %2hu:%2hu:%2hu.%3hu", &time.wDay, &time.wMonth, &time.wYear,
+                &time.wHour, &time.wMinute, &time.wSecond, &time.wMilliseconds);
+    return time;
+}
+
+} // namespace
+
+TEST(LocalTimeStampTest, PrintsEveryFieldWithItsLeadingZeros)
+{
+    for (const SYSTEMTIME& time : {SYSTEMTIME{2026, 11, 0, 15, 4, 38, 29, 123}, SYSTEMTIME{2026, 1, 0, 2, 3, 4, 5, 6},
+                                   SYSTEMTIME{9999, 12, 0, 31, 23, 59, 59, 999},
+                                   SYSTEMTIME{1601, 10, 0, 10, 0, 0, 0, 0}, SYSTEMTIME{2000, 9, 0, 9, 10, 20, 30, 90}})
+    {
+        EXPECT_EQ(LocalTimeStamp(time).Text(), Printed(time));
+    }
+}
+
+TEST(LocalTimeStampTest, NowIsTheSystemsLocalTimeAlsoWhenTheOffsetIsKnown)
+{
+    for (int i = 0; i < 20'000; ++i)
+    {
+        const SYSTEMTIME before = LocalTime();
+        const LocalTimeStamp stamp;
+        const SYSTEMTIME after = LocalTime();
+
+        const SYSTEMTIME now = Parsed(stamp.Text());
+        ASSERT_FALSE(Before(now, before)) << stamp.Text() << " after " << Printed(before);
+        ASSERT_FALSE(Before(after, now)) << stamp.Text() << " before " << Printed(after);
+        ASSERT_EQ(stamp.Text(), Printed(now));
+    }
+}
