@@ -38,6 +38,8 @@ public:
     std::map<unsigned int, ThreadState> GetThreadStatus();
 
 private:
+    friend class Thread; // does some steps together, under one hold of the lock
+
     ThreadMonitor();
     /// Makes sure of an entry; one that exists is left as it is.
     void CheckThread(const unsigned int& threadId);

@@ -17,7 +17,9 @@ unsigned long ThreadUtils::GetMainThreadId()
     const DWORD process = GetCurrentProcessId();
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof(entry);
-    // A step may succeed and yet say that it was the last one.
+    // A step may succeed and yet say that it was the last one. What an earlier call of this thread left must not be
+    // taken for that.
+    SetLastError(ERROR_SUCCESS);
     for (BOOL more = Thread32First(snapshot.Get(), &entry); more && GetLastError() != ERROR_NO_MORE_FILES;
          more = Thread32Next(snapshot.Get(), &entry))
     {

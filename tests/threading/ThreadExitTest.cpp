@@ -1,0 +1,76 @@
+#include <tests/child/StaticThread.h>
+#include <tests/support/ChildProcess.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using TestSupport::ChildResult;
+using TestSupport::RunChild;
+
+namespace
+{
+
+constexpr std::chrono::seconds kLimit(30);
+
+void ExpectExit(const std::string& way, unsigned long code)
+{
+    const ChildResult result = RunChild("child_thread_exit", way, kLimit);
+
+    EXPECT_TRUE(result.ended) << way;
+    EXPECT_EQ(result.exitCode, code) << way;
+}
+
+void ExpectUnloads(StaticThreadWork work, int rounds, bool atOnce)
+{
+    const std::string arguments =
+        std::to_string(work) + " " + std::to_string(rounds) + " " + std::to_string(atOnce ? 1 : 0);
+    const ChildResult result = RunChild("child_thread_unload", arguments, std::chrono::seconds(55));
+
+    EXPECT_TRUE(result.ended) << "hangs: " << arguments;
+    EXPECT_EQ(result.exitCode, 0u) << arguments;
+}
+
+} // namespace
+
+TEST(ThreadExitTest, HostThatReturnsFromMainWithRunningStaticThreadsKeepsItsExitCode)
+{
+    ExpectExit("host", 7);
+}
+
+TEST(ThreadExitTest, HostThatReturnsFromMainWhileAThreadOfALibraryRunsKeepsItsExitCode)
+{
+    ExpectExit("library", 8);
+    ExpectExit("library-at-once", 8);
+}
+
+TEST(ThreadExitTest, ThreadMayEndTheProcessThatDestroysIt)
+{
+    ExpectExit("thread-exits", 9);
+    ExpectExit("library-thread-exits", 10);
+}
+
+TEST(ThreadExitTest, LibraryIsUnloadedWhileItsThreadSleeps)
+{
+    ExpectUnloads(SleepUntilStopped, 10, false);
+}
+
+TEST(ThreadExitTest, LibraryIsUnloadedWhileItsThreadRunsOverAndOver)
+{
+    ExpectUnloads(SpinUntilStopped, 300, false);
+}
+
+TEST(ThreadExitTest, LibraryIsUnloadedRightAfterStartOverAndOver)
+{
+    ExpectUnloads(SpinUntilStopped, 300, true);
+}
+
+TEST(ThreadExitTest, LibraryIsUnloadedWhileItsThreadEndsOverAndOver)
+{
+    ExpectUnloads(EndAtOnce, 300, true);
+}
+
+TEST(ThreadExitTest, LibraryIsUnloadedAfterItsThreadFailed)
+{
+    ExpectUnloads(Throw, 20, true);
+}
