@@ -2,6 +2,7 @@
 
 /// Every public header of the library.
 
+#include <UtilsLib/files/Directory.h>
 #include <UtilsLib/files/ScopedFileLock.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>
