@@ -23,15 +23,13 @@ constexpr const char* kClockFormat = "%H:%M";
 // The calendar repeats, weekdays included, every 400 years.
 constexpr int kCycleYears = 400;
 constexpr long long kCycleSeconds = 146'097LL * 24 * 60 * 60;
-constexpr long long kSecondsOfADay = 24 * 60 * 60;
 
 // The C run-time breaks down the years 1970 to 3000 only. It applies the zone's present rule to all of them, so any
-// other year is as good as its twin within the cycle that starts a day after 1970 (local time may lie a day behind).
+// other year is as good as its twin within the cycle that starts with 1970.
 std::tm LocalFields(long long seconds)
 {
-    const Seconds sinceBase(seconds - kSecondsOfADay);
-    const long long cycles =
-        std::chrono::floor<std::chrono::duration<long long, std::ratio<kCycleSeconds>>>(sinceBase).count();
+    using Cycles = std::chrono::duration<long long, std::ratio<kCycleSeconds>>;
+    const long long cycles = std::chrono::floor<Cycles>(Seconds(seconds)).count();
     const __time64_t twin = seconds - cycles * kCycleSeconds;
     std::tm fields{};
     _localtime64_s(&fields, &twin);

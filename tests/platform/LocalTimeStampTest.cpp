@@ -1,5 +1,7 @@
 #include <UtilsLib/platform/LocalTimeStamp.h>
 
+#include <tests/support/ImportPatch.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -42,6 +44,15 @@ SYSTEMTIME Parsed(std::string_view text)
     return time;
 }
 
+/// The local time of a zone that the user has just chosen: far from any real one.
+BOOL WINAPI ToFarZone(const FILETIME* utc, FILETIME* local)
+{
+    const unsigned long long ticks =
+        ((static_cast<unsigned long long>(utc->dwHighDateTime) << 32) | utc->dwLowDateTime) - 20ULL * 3600 * 10'000'000;
+    *local = FILETIME{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    return TRUE;
+}
+
 } // namespace
 
 TEST(LocalTimeStampTest, PrintsEveryFieldWithItsLeadingZeros)
@@ -68,4 +79,18 @@ TEST(LocalTimeStampTest, NowIsTheSystemsLocalTimeAlsoWhenTheOffsetIsKnown)
         ASSERT_FALSE(Before(after, now)) << stamp.Text() << " before " << Printed(after);
         ASSERT_EQ(stamp.Text(), Printed(now));
     }
+}
+
+TEST(LocalTimeStampTest, AZoneThatTheUserChoosesShowsAfterATenthOfASecond)
+{
+    const LocalTimeStamp before;
+    const TestSupport::ImportPatch zone("KERNEL32.dll", "FileTimeToLocalFileTime", &ToFarZone, "platform_tests.exe");
+
+    Sleep(150);
+    const LocalTimeStamp after;
+
+    SYSTEMTIME utc;
+    GetSystemTime(&utc);
+    EXPECT_EQ(Parsed(after.Text()).wHour, (utc.wHour + 4) % 24);
+    EXPECT_NE(Parsed(before.Text()).wHour, Parsed(after.Text()).wHour);
 }

@@ -472,7 +472,7 @@ TEST(TimeTest, FormattingLeavesTheHostsCLocaleAlone)
 
     for (int i = 0; i < 2000; ++i)
     {
-        EXPECT_EQ(Time::StringFromTimePoint(Utc(2026, 12, 5), "%A %d %B %Y %%"), "Saturday 05 December 2026 %");
+        EXPECT_EQ(Time::StringFromTimePointUTC(Utc(2026, 12, 5), "%A %d %B %Y %%"), "Saturday 05 December 2026 %");
     }
 
     stop = true;
