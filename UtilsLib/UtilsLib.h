@@ -2,8 +2,15 @@
 
 /// Every public header of the library.
 
+#include <UtilsLib/files/BatchFile.h>
 #include <UtilsLib/files/Directory.h>
+#include <UtilsLib/files/File.h>
+#include <UtilsLib/files/FileAccess.h>
+#include <UtilsLib/files/FileHelper.h>
+#include <UtilsLib/files/FileOperations.h>
+#include <UtilsLib/files/IFileWatcher.h>
 #include <UtilsLib/files/ScopedFileLock.h>
+#include <UtilsLib/files/ScopedTempFile.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>
 #include <UtilsLib/threading/Thread.h>

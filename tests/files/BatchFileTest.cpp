@@ -1,0 +1,199 @@
+#include <UtilsLib/files/BatchFile.h>
+
+#include <UtilsLib/WindowsTypes.h>
+
+#include <tests/support/Gate.h>
+#include <tests/support/ImportPatch.h>
+#include <tests/support/OpenHandles.h>
+#include <tests/support/TempFolder.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using TestSupport::Eventually;
+using TestSupport::ImportPatch;
+using TestSupport::OpenHandles;
+using UtilsLib::BatchFile;
+
+namespace
+{
+
+std::string TempFolderPath()
+{
+    char folder[MAX_PATH] = "";
+    GetTempPathA(MAX_PATH, folder);
+    return folder;
+}
+
+std::vector<std::string> g_started; // the files given to the shell
+bool g_closed = false;              // nobody held the file when it was started
+
+HINSTANCE WINAPI NoteStart(HWND owner, LPCSTR verb, LPCSTR file, LPCSTR parameters, LPCSTR folder, INT show)
+{
+    EXPECT_EQ(owner, nullptr);
+    EXPECT_EQ(verb, nullptr);
+    EXPECT_EQ(parameters, nullptr);
+    EXPECT_EQ(folder, nullptr);
+    EXPECT_EQ(show, 1);
+    g_started.emplace_back(file);
+    const HANDLE alone = CreateFileA(file, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    g_closed = alone != INVALID_HANDLE_VALUE;
+    CloseHandle(alone);
+    return nullptr; // a failure, which nobody is told of
+}
+
+/// A name of the test's own, whose file is gone before and after; the shell is a stand-in.
+class BatchFileTest : public testing::Test
+{
+protected:
+    BatchFileTest()
+    {
+        g_started.clear();
+        DeleteFileA(m_path.c_str());
+    }
+    ~BatchFileTest() override
+    {
+        DeleteFileA(m_path.c_str());
+    }
+
+    std::string Content() const
+    {
+        std::ifstream file(m_path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    const std::string m_name = "utilslib_batch_test_" + std::to_string(GetCurrentProcessId()) + ".bat";
+    const std::string m_path = TempFolderPath() + m_name;
+    const ImportPatch m_shell{"SHELL32.dll", "ShellExecuteA", &NoteStart};
+};
+
+} // namespace
+
+TEST_F(BatchFileTest, MakesTheFileAtOnceAndLeavesItBehind)
+{
+    const unsigned long before = OpenHandles();
+    {
+        BatchFile batch(m_name);
+        EXPECT_NE(GetFileAttributesA(m_path.c_str()), INVALID_FILE_ATTRIBUTES);
+        batch.PushOp("echo 1");
+        EXPECT_EQ(Content(), ""); // others may read it meanwhile
+        EXPECT_EQ(OpenHandles(), before + 1);
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_NE(GetFileAttributesA(m_path.c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_THAT(g_started, IsEmpty());
+}
+
+TEST_F(BatchFileTest, WritesEachLineWithAWindowsLineEndClosesAndStartsTheFile)
+{
+    BatchFile batch(m_name);
+    batch.PushOp("echo 1");
+    batch.PushOp("");
+    batch.PushOp("echo 100%%");
+
+    batch.Execute();
+
+    EXPECT_EQ(Content(), "echo 1\r\n\r\necho 100%%\r\n");
+    EXPECT_THAT(g_started, ElementsAre(TempFolderPath() + "\\" + m_name));
+    EXPECT_TRUE(g_closed);
+}
+
+// Kept: the stored lines change and the closed file is started as it is.
+TEST_F(BatchFileTest, ASecondExecuteWritesNothingAndStartsAgain)
+{
+    BatchFile batch(m_name);
+    batch.PushOp("echo 1");
+    batch.Execute();
+    batch.PushOp("echo 2");
+
+    batch.Execute();
+
+    EXPECT_EQ(Content(), "echo 1\r\n");
+    EXPECT_EQ(g_started.size(), 2u);
+}
+
+TEST_F(BatchFileTest, ALongerOldFileKeepsItsTail)
+{
+    std::ofstream(m_path, std::ios::binary) << "an old line\r\nanother\r\n";
+    BatchFile batch(m_name);
+    batch.PushOp("new");
+
+    batch.Execute();
+
+    EXPECT_EQ(Content(), "new\r\nd line\r\nanother\r\n");
+}
+
+TEST_F(BatchFileTest, AnEmptyListStartsTheFileUnchanged)
+{
+    std::ofstream(m_path, std::ios::binary) << "old\r\n";
+    BatchFile batch(m_name);
+
+    batch.Execute();
+
+    EXPECT_EQ(Content(), "old\r\n");
+    EXPECT_EQ(g_started.size(), 1u);
+}
+
+TEST_F(BatchFileTest, ReadersAndWritersMayHaveTheFileOpenBeside)
+{
+    std::ofstream beside(m_path, std::ios::binary);
+    BatchFile batch(m_name);
+    beside.close();
+    batch.PushOp("new");
+
+    batch.Execute();
+
+    EXPECT_EQ(Content(), "new\r\n");
+}
+
+TEST_F(BatchFileTest, AFileThatCannotBeMadeIsHarmless)
+{
+    const unsigned long before = OpenHandles();
+    {
+        BatchFile batch("no folder\\a.bat");
+        batch.PushOp("echo 1");
+        batch.Execute();
+        batch.Execute();
+    }
+
+    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_EQ(g_started.size(), 2u);
+}
+
+// Kept: copies share the one temporary file, but each has its own lines.
+TEST_F(BatchFileTest, ACopySharesTheFile)
+{
+    BatchFile batch(m_name);
+    batch.PushOp("echo 1");
+    BatchFile copy(batch);
+    copy.PushOp("echo 2");
+
+    copy.Execute();
+    batch.Execute();
+
+    EXPECT_EQ(Content(), "echo 1\r\necho 2\r\n");
+    EXPECT_EQ(g_started.size(), 2u);
+}
+
+TEST(BatchFileRunTest, TheShellRunsTheLines)
+{
+    TestSupport::TempFolder folder;
+    const std::string name = "utilslib_batch_run_" + std::to_string(GetCurrentProcessId()) + ".bat";
+    BatchFile batch(name);
+    batch.PushOp("@echo first> \"" + (folder / "first.txt") + "\"");
+    batch.PushOp("@echo second> \"" + (folder / "second.txt") + "\"");
+
+    batch.Execute();
+
+    EXPECT_TRUE(Eventually([&] { return folder.Read("second.txt") == "second\r\n"; }, std::chrono::seconds(20)));
+    EXPECT_EQ(folder.Read("first.txt"), "first\r\n");
+    const std::string path = TempFolderPath() + name;
+    EXPECT_TRUE(Eventually([&] { return DeleteFileA(path.c_str()) != FALSE; })); // the shell may still read it
+}
