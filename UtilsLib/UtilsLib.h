@@ -11,6 +11,8 @@
 #include <UtilsLib/files/IFileWatcher.h>
 #include <UtilsLib/files/ScopedFileLock.h>
 #include <UtilsLib/files/ScopedTempFile.h>
+#include <UtilsLib/registry/LiveRegSettings.h>
+#include <UtilsLib/registry/RegUtils.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>
 #include <UtilsLib/threading/Thread.h>
