@@ -26,14 +26,14 @@ public:
     {
     }
 
-    bool GetSize(std::uint64_t& size) const
+    bool GetSize(std::uint64_t& size)
     {
         LARGE_INTEGER end = {};
         if (!m_file || !SetFilePointerEx(m_file.Get(), LARGE_INTEGER{}, &end, FILE_END))
         {
             return false;
         }
-        size = static_cast<std::uint64_t>(end.QuadPart);
+        m_position = size = static_cast<std::uint64_t>(end.QuadPart);
         return true;
     }
 
@@ -41,19 +41,30 @@ public:
     void Read(std::uint32_t offset, unsigned char* buffer, std::uint32_t length)
     {
         DWORD done = 0;
-        if (m_good)
+        if (m_good && Seek(offset))
         {
-            // The place goes with the read: one call of the system a chunk.
-            OVERLAPPED place = {};
-            place.Offset = offset;
-            ReadFile(m_file.Get(), buffer, length, &done, &place);
-            m_good = done == length;
+            ReadFile(m_file.Get(), buffer, length, &done, nullptr);
+            m_position += done;
         }
+        m_good = m_good && done == length;
         std::memset(buffer + done, 0, length - done);
     }
 
 private:
+    bool Seek(std::uint32_t offset)
+    {
+        if (m_position != offset) // one chunk mostly begins where the one before ended: that saves a call
+        {
+            LARGE_INTEGER target = {};
+            target.QuadPart = offset;
+            m_good = SetFilePointerEx(m_file.Get(), target, nullptr, FILE_BEGIN) != FALSE;
+            m_position = offset;
+        }
+        return m_good;
+    }
+
     UniqueFileHandle m_file;
+    std::uint64_t m_position = 0; // of the file pointer
     bool m_good = true;
 };
 

@@ -88,11 +88,13 @@ BOOL WINAPI SeekEndFails(HANDLE, LARGE_INTEGER, LARGE_INTEGER*, DWORD)
 int g_readsBeforeFault = 0;
 
 /// For huge files: enough to recognise the place, as if all had been read.
-BOOL WINAPI ReadOnlyTheStart(HANDLE file, void* buffer, DWORD size, DWORD* done, OVERLAPPED* place)
+BOOL WINAPI ReadOnlyTheStart(HANDLE file, void* buffer, DWORD size, DWORD* done, OVERLAPPED*)
 {
-    const BOOL result = ReadFile(file, buffer, std::min<DWORD>(size, 5), done, place);
+    ReadFile(file, buffer, std::min<DWORD>(size, 5), done, nullptr);
+    LARGE_INTEGER rest = {};
+    rest.QuadPart = static_cast<long long>(size) - *done;
     *done = size;
-    return result;
+    return SetFilePointerEx(file, rest, nullptr, FILE_CURRENT);
 }
 
 BOOL WINAPI ReadWithAFault(HANDLE file, void* buffer, DWORD size, DWORD* done, OVERLAPPED* place)
