@@ -9,11 +9,15 @@
 #include <UtilsLib/files/FileAccess.h>
 #include <UtilsLib/files/FileHelper.h>
 #include <UtilsLib/files/FileOperations.h>
+#include <UtilsLib/files/FileVersion.h>
 #include <UtilsLib/files/IFileWatcher.h>
+#include <UtilsLib/files/Paths.h>
 #include <UtilsLib/files/ScopedFileLock.h>
 #include <UtilsLib/files/ScopedTempFile.h>
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/registry/RegUtils.h>
+#include <UtilsLib/system/HelperUtils.h>
+#include <UtilsLib/text/StringUtils.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>
 #include <UtilsLib/threading/Thread.h>

@@ -5,7 +5,9 @@
 namespace UtilsLib::Platform
 {
 
-/// `text` in lower case, character by character, as the C library's tolower says in the current locale.
+/// A character in lower case, as the C library's tolower says in the current locale.
+char LowerCase(char character);
+/// `text` in lower case, character by character.
 std::string LowerCase(std::string text);
 
 } // namespace UtilsLib::Platform
