@@ -3,6 +3,7 @@
 /// Every public header of the library.
 
 #include <UtilsLib/compression/CompressionLib.h>
+#include <UtilsLib/compression/DataSnapshot.h>
 #include <UtilsLib/files/BatchFile.h>
 #include <UtilsLib/files/Directory.h>
 #include <UtilsLib/files/File.h>
