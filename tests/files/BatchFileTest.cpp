@@ -2,7 +2,6 @@
 
 #include <UtilsLib/WindowsTypes.h>
 
-#include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -10,13 +9,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <fstream>
 #include <iterator>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using TestSupport::Eventually;
 using TestSupport::ImportPatch;
 using TestSupport::OpenHandles;
 using UtilsLib::BatchFile;
@@ -180,20 +177,4 @@ TEST_F(BatchFileTest, ACopySharesTheFile)
 
     EXPECT_EQ(Content(), "echo 1\r\necho 2\r\n");
     EXPECT_EQ(g_started.size(), 2u);
-}
-
-TEST(BatchFileRunTest, TheShellRunsTheLines)
-{
-    TestSupport::TempFolder folder;
-    const std::string name = "utilslib_batch_run_" + std::to_string(GetCurrentProcessId()) + ".bat";
-    BatchFile batch(name);
-    batch.PushOp("@echo first> \"" + (folder / "first.txt") + "\"");
-    batch.PushOp("@echo second> \"" + (folder / "second.txt") + "\"");
-
-    batch.Execute();
-
-    EXPECT_TRUE(Eventually([&] { return folder.Read("second.txt") == "second\r\n"; }, std::chrono::seconds(20)));
-    EXPECT_EQ(folder.Read("first.txt"), "first\r\n");
-    const std::string path = TempFolderPath() + name;
-    EXPECT_TRUE(Eventually([&] { return DeleteFileA(path.c_str()) != FALSE; })); // the shell may still read it
 }
