@@ -74,7 +74,10 @@ private:
 
 // The subjects; each adds its jobs.
 
+void AddCompressionJobs();
 void AddDirectoryJobs();
 void AddFileOperationsJobs();
+void AddSettingsJobs();
+void AddStringsJobs();
 
 } // namespace Bench

@@ -1,5 +1,6 @@
 #include <benchmarks/Job.h>
 #include <benchmarks/Report.h>
+#include <tests/support/ScopedMachineHive.h>
 
 #include <benchmark/benchmark.h>
 
@@ -31,8 +32,15 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    Bench::AddDirectoryJobs();
+    // The library reads its switches when it is first used: from a hive of this process's own.
+    const TestSupport::ScopedMachineHive machine;
+    machine.SetDword("hx41svc_logging", 1);
+
+    Bench::AddSettingsJobs();
+    Bench::AddStringsJobs();
+    Bench::AddCompressionJobs();
     Bench::AddFileOperationsJobs();
+    Bench::AddDirectoryJobs();
 
     Bench::Report report;
     if (benchmark::RunSpecifiedBenchmarks(&report) == 0)

@@ -60,7 +60,7 @@ void PrintRatio(const char* what, double ratio, const char* comparison, double t
 
 bool Report::ReportContext(const Context&)
 {
-    std::printf("Measuring %zu jobs, repetitions interleaved; this takes some minutes.\n", Job::All().size());
+    std::printf("Measuring; repetitions are interleaved, so the table comes at the end, after some minutes.\n");
     std::fflush(stdout);
     return true;
 }
