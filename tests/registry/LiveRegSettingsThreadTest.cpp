@@ -1,5 +1,6 @@
 #include <UtilsLib/registry/LiveRegSettings.h>
 
+#include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/threading/ThreadMonitor.h>
 
 #include <tests/support/ChildProcess.h>
@@ -13,21 +14,18 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
-#include <memory>
-#include <semaphore>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 using TestSupport::ChildResult;
 using TestSupport::Eventually;
-using TestSupport::Gate;
 using TestSupport::ImportPatch;
 using TestSupport::RunChild;
 using TestSupport::ScopedMachineHive;
 using UtilsLib::LiveRegSettings;
 using UtilsLib::ThreadMonitor;
 using UtilsLib::ThreadState;
+using UtilsLib::Platform::UniqueHandle;
 
 // The settings live as long as the process: every test is a process of its own and starts with none.
 
@@ -36,7 +34,7 @@ namespace
 
 constexpr unsigned long long kStart = 1'000'000; // ms, of the made-up clock
 constexpr unsigned long long kPeriod = 20'000;   // ms
-constexpr std::chrono::seconds kLimit(5);
+constexpr DWORD kLimit = 5000;                   // ms
 const char* const kName = "disable_udp";
 
 struct Creation
@@ -87,20 +85,20 @@ public:
     {
         ms_tick = tick;
         LiveRegSettings::GetInstance().Start();
-        return ms_arrived.try_acquire_for(kLimit);
+        return HasArrived();
     }
     /// The wait ends with `outcome` at the time `tick`; the thread then stands at its next wait.
     [[nodiscard]] bool Next(unsigned long long tick, DWORD outcome = WAIT_TIMEOUT)
     {
         LetGo(tick, outcome);
-        return ms_arrived.try_acquire_for(kLimit);
+        return HasArrived();
     }
     /// The wait ends, and nobody looks where the thread goes.
     void LetGo(unsigned long long tick, DWORD outcome = WAIT_TIMEOUT)
     {
         ms_outcome = outcome;
         ms_tick = tick;
-        ms_go.release();
+        Post(ms_go.Get());
     }
     DWORD Interval() const
     {
@@ -108,6 +106,14 @@ public:
     }
 
 private:
+    static void Post(HANDLE semaphore)
+    {
+        ReleaseSemaphore(semaphore, 1, nullptr);
+    }
+    static bool HasArrived()
+    {
+        return WaitForSingleObject(ms_arrived.Get(), kLimit) == WAIT_OBJECT_0;
+    }
     static DWORD WINAPI Wait(HANDLE handle, DWORD milliseconds)
     {
         if (handle != g_creation.handle)
@@ -115,8 +121,8 @@ private:
             return WaitForSingleObject(handle, milliseconds);
         }
         ms_interval = milliseconds;
-        ms_arrived.release();
-        ms_go.acquire();
+        Post(ms_arrived.Get());
+        WaitForSingleObject(ms_go.Get(), INFINITE);
         return ms_outcome;
     }
     static ULONGLONG WINAPI Tick()
@@ -125,15 +131,16 @@ private:
     }
     static DWORD WINAPI ShutdownWait(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds)
     {
-        ms_go.release(); // by now the stop is requested
+        Post(ms_go.Get()); // by now the stop is requested
         return WaitForMultipleObjects(count, handles, all, milliseconds);
     }
 
     static std::atomic<unsigned long long> ms_tick;
     static std::atomic<DWORD> ms_outcome;
     static std::atomic<DWORD> ms_interval;
-    static std::counting_semaphore<> ms_arrived;
-    static std::counting_semaphore<> ms_go;
+    // The system's own: the standard library's can sleep through a release here when two are in use.
+    static const UniqueHandle ms_arrived;
+    static const UniqueHandle ms_go;
 
     const ImportPatch m_creation{"KERNEL32.dll", "CreateSemaphoreA", &RecordCreation};
     const ImportPatch m_wait{"KERNEL32.dll", "WaitForSingleObject", &Wait};
@@ -144,8 +151,8 @@ private:
 std::atomic<unsigned long long> Cycles::ms_tick = 0;
 std::atomic<DWORD> Cycles::ms_outcome = WAIT_TIMEOUT;
 std::atomic<DWORD> Cycles::ms_interval = 0;
-std::counting_semaphore<> Cycles::ms_arrived(0);
-std::counting_semaphore<> Cycles::ms_go(0);
+const UniqueHandle Cycles::ms_arrived(CreateSemaphoreA(nullptr, 0, 1000, nullptr));
+const UniqueHandle Cycles::ms_go(CreateSemaphoreA(nullptr, 0, 1000, nullptr));
 
 class LiveRegSettingsCycleTest : public testing::Test
 {
