@@ -43,8 +43,8 @@ public:
     static std::string SanitiseFileName(const std::string& name);
     /// The path of a known folder (one of Windows' FOLDERID_...); empty when there is none.
     static std::string GetSpecialFolderPath(GUID folder);
-    /// The data service's folder below the folder of all users' application data; made, with its parents, if it is
-    /// missing. The path comes back even when that fails.
+    /// The data service's folder below the folder of all users' application data (below the root of the current drive
+    /// when the system names none); made, with its parents, if it is missing. The path comes back even when that fails.
     static std::string CreateProgramDataDatabaseFolder();
 };
 
