@@ -45,6 +45,13 @@ HINSTANCE WINAPI NoteStart(HWND owner, LPCSTR verb, LPCSTR file, LPCSTR paramete
     return nullptr; // a failure, which nobody is told of
 }
 
+/// The second field of the object: nothing else shows it.
+const std::vector<std::string>& StoredLines(const BatchFile& batch)
+{
+    const auto* const fields = reinterpret_cast<const char*>(&batch);
+    return *reinterpret_cast<const std::vector<std::string>*>(fields + sizeof(std::string));
+}
+
 /// A name of the test's own, whose file is gone before and after; the shell is a stand-in.
 class BatchFileTest : public testing::Test
 {
@@ -79,7 +86,7 @@ TEST_F(BatchFileTest, MakesTheFileAtOnceAndLeavesItBehind)
         BatchFile batch(m_name);
         EXPECT_NE(GetFileAttributesA(m_path.c_str()), INVALID_FILE_ATTRIBUTES);
         batch.PushOp("echo 1");
-        EXPECT_EQ(Content(), ""); // others may read it meanwhile
+        EXPECT_EQ(Content(), "");
         EXPECT_EQ(OpenHandles(), before + 1);
     }
 
@@ -114,6 +121,7 @@ TEST_F(BatchFileTest, ASecondExecuteWritesNothingAndStartsAgain)
 
     EXPECT_EQ(Content(), "echo 1\r\n");
     EXPECT_EQ(g_started.size(), 2u);
+    EXPECT_THAT(StoredLines(batch), ElementsAre("echo 1\r\n\r\n", "echo 2\r\n"));
 }
 
 TEST_F(BatchFileTest, ALongerOldFileKeepsItsTail)
@@ -141,7 +149,9 @@ TEST_F(BatchFileTest, AnEmptyListStartsTheFileUnchanged)
 TEST_F(BatchFileTest, ReadersAndWritersMayHaveTheFileOpenBeside)
 {
     std::ofstream beside(m_path, std::ios::binary);
+    beside << "old" << std::flush;
     BatchFile batch(m_name);
+    EXPECT_EQ(Content(), "old");
     beside.close();
     batch.PushOp("new");
 

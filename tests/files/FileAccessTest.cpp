@@ -199,15 +199,17 @@ TEST_F(FileAccessTest, AFailedStepLeavesTheFileAsItWasAndFreesWhatThereWas)
     const struct
     {
         const char* fault;
+        int merges;
         int writtenLists;
         int freedSids;
         int freedBlocks;
-    } cases[] = {{"read", 0, 1, 0}, {"sid", 0, 0, 1}, {"merge", 0, 1, 1}, {"write", 1, 1, 2}};
-    for (const auto& [fault, writtenLists, freedSids, freedBlocks] : cases)
+    } cases[] = {{"read", 0, 0, 1, 0}, {"sid", 0, 0, 0, 1}, {"merge", 1, 0, 1, 1}, {"write", 1, 1, 1, 2}};
+    for (const auto& [fault, merges, writtenLists, freedSids, freedBlocks] : cases)
     {
         g_calls = {};
         g_fault = fault;
         FileAccess::SetFilePermissions(m_path);
+        EXPECT_EQ(g_calls.merges, merges) << fault;
         EXPECT_EQ(g_calls.writtenLists, writtenLists) << fault;
         EXPECT_EQ(g_calls.freedSids, freedSids) << fault;
         EXPECT_EQ(g_calls.freedBlocks, freedBlocks) << fault;

@@ -278,6 +278,7 @@ TEST_F(FileTest, TheDestructorClosesAndTellsTheWatcherOnce)
     const unsigned long before = OpenHandles();
     Open();
     EXPECT_EQ(OpenHandles(), before + 1);
+    m_watcher.then = [] { SetLastError(ERROR_GEN_FAILURE); };
     SetLastError(ERROR_DISK_FULL);
 
     m_file.reset();

@@ -169,6 +169,22 @@ TEST_F(ScopedTempFileTest, ClosedItStaysOnDiskAndWritesNothingMore)
     EXPECT_FALSE(Exists(m_path));
 }
 
+TEST_F(ScopedTempFileTest, ClosedItLeavesOtherHandlesAlone)
+{
+    ScopedTempFile file(m_name, kWrite, 0);
+    file.Close();
+    const std::string other = m_path + ".other";
+    const UniqueFileHandle reused(CreateFileA(other.c_str(), GENERIC_WRITE, kShareAll, nullptr, CREATE_ALWAYS,
+                                              FILE_FLAG_DELETE_ON_CLOSE, nullptr)); // often of the same value
+
+    Write(file, "not into the other");
+    file.Close();
+
+    LARGE_INTEGER size = {};
+    EXPECT_TRUE(GetFileSizeEx(reused.Get(), &size)) << LastErrorText("GetFileSizeEx");
+    EXPECT_EQ(size.QuadPart, 0);
+}
+
 TEST_F(ScopedTempFileTest, TheAccessAndTheShareMaskAreTheCallers)
 {
     ScopedTempFile reader(m_name, GENERIC_READ, FILE_SHARE_READ);
