@@ -1,0 +1,30 @@
+#pragma once
+
+#include <tests/support/ImportPatch.h>
+
+#include <cstddef>
+
+/// Counts the heap blocks that UtilsLib.dll (zlib in it) and the C++ run-time take, and refuses one of them on demand,
+/// until scope end. One at a time; no other thread may allocate meanwhile.
+class AllocationFault
+{
+public:
+    /// The allocation number `failing` is refused, from 1 on; 0 refuses none.
+    explicit AllocationFault(int failing = 0);
+    ~AllocationFault();
+
+    /// Blocks taken and not given back since construction. Free only what was taken inside the scope.
+    int Live() const;
+    /// Allocations asked for so far.
+    int Count() const;
+    /// Whether the failing one was asked for.
+    bool Happened() const;
+    /// The second block that was given: after the buffer of an inflation, the state of zlib.
+    void* Second() const;
+
+private:
+    TestSupport::ImportPatch m_libraryMalloc;
+    TestSupport::ImportPatch m_libraryFree;
+    TestSupport::ImportPatch m_runtimeMalloc;
+    TestSupport::ImportPatch m_runtimeFree;
+};
