@@ -2,11 +2,13 @@
 
 #include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/system/HelperUtils.h>
-#include <UtilsLib/text/StringUtils.h>
 
 #include <winver.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 namespace UtilsLib
@@ -15,14 +17,22 @@ namespace UtilsLib
 namespace
 {
 
+// No file's path is longer; the narrow call need not survive one that is (Wine's follows a pointer that it never set).
+constexpr std::size_t kLongestPath = 32'766;
 // The system's parser runs on to the end of a text: a damaged resource must end in zeros, inside our buffer.
 constexpr std::size_t kGuard = 64;
+// The lengths in a version resource are of 16 bits; what claims to be larger than a few of those is damaged.
+constexpr DWORD kLargestResource = 1 << 20;
 
 /// The whole version resource, with zeros behind it; empty when the file has none.
 std::vector<char> ReadResource(const std::string& path)
 {
+    if (path.size() > kLongestPath)
+    {
+        return {};
+    }
     const DWORD size = GetFileVersionInfoSizeA(path.c_str(), nullptr);
-    if (size == 0)
+    if (size == 0 || size > kLargestResource)
     {
         return {};
     }
@@ -43,18 +53,23 @@ std::string FormatVersion(const VS_FIXEDFILEINFO& info)
 std::string ReadVersion(const std::string& path)
 {
     const std::vector<char> resource = ReadResource(path);
-    void* info = nullptr;
+    void* found = nullptr;
     UINT length = 0;
-    if (resource.empty() || !VerQueryValueA(resource.data(), "\\", &info, &length) || length < sizeof(VS_FIXEDFILEINFO))
+    if (resource.empty() || !VerQueryValueA(resource.data(), "\\", &found, &length) ||
+        length < sizeof(VS_FIXEDFILEINFO))
     {
         return {};
     }
-    const char* const first = static_cast<const char*>(info);
-    if (first < resource.data() || first + sizeof(VS_FIXEDFILEINFO) > resource.data() + resource.size())
+    // A damaged resource can send the system's parser anywhere, to an odd address too.
+    const std::size_t place =
+        reinterpret_cast<std::uintptr_t>(found) - reinterpret_cast<std::uintptr_t>(resource.data());
+    if (place > resource.size() - sizeof(VS_FIXEDFILEINFO))
     {
         return {};
     }
-    return FormatVersion(*static_cast<const VS_FIXEDFILEINFO*>(info));
+    VS_FIXEDFILEINFO info;
+    std::memcpy(&info, resource.data() + place, sizeof(info));
+    return FormatVersion(info);
 }
 
 } // namespace
@@ -71,10 +86,15 @@ std::string FileVersion::GetVersion() const
 
 FileVersion::Version FileVersion::ParseVersion(const std::string& text)
 {
-    std::vector<std::string> parts = StringUtils::Split(text, '.');
-    parts.resize(4);
-    return {std::atoi(parts[0].c_str()), std::atoi(parts[1].c_str()), std::atoi(parts[2].c_str()),
-            std::atoi(parts[3].c_str())};
+    int numbers[4] = {};
+    std::size_t start = 0;
+    for (int& number : numbers)
+    {
+        const std::size_t end = std::min(text.find('.', start), text.size());
+        number = std::atoi(text.substr(start, end - start).c_str());
+        start = std::min(end + 1, text.size());
+    }
+    return {numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
 } // namespace UtilsLib
