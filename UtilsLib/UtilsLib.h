@@ -15,6 +15,11 @@
 #include <UtilsLib/files/Paths.h>
 #include <UtilsLib/files/ScopedFileLock.h>
 #include <UtilsLib/files/ScopedTempFile.h>
+#include <UtilsLib/logging/GRPCLoggerSettingsObserver.h>
+#include <UtilsLib/logging/ILogger.h>
+#include <UtilsLib/logging/ILoggerSettingsObserver.h>
+#include <UtilsLib/logging/Logger.h>
+#include <UtilsLib/logging/Stack.h>
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/registry/RegUtils.h>
 #include <UtilsLib/system/HelperUtils.h>

@@ -145,6 +145,11 @@ bool Thread::StopRequested() const
     return Load(m_stop);
 }
 
+bool Thread::HasThread() const
+{
+    return m_thread != INVALID_HANDLE_VALUE;
+}
+
 void Thread::ControlledSleep(unsigned int milliseconds)
 {
     const std::atomic<bool> never = false;

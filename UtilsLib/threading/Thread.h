@@ -56,6 +56,8 @@ protected:
 
     /// Whether `Shutdown` was called, ever. Any thread.
     bool StopRequested() const;
+    /// Whether a thread was started and not shut down since. By the owning thread.
+    bool HasThread() const;
 
     // Sleeps of `ThreadProc`, in steps of 100 ms through the time service: `milliseconds` is rounded up to the next
     // multiple of 100, on purpose. Each step first stores a heartbeat in the monitor, under its lock. They return early
