@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// One file of a company's data.
+struct CompanyFile
+{
+    std::string path; // relative to the company folder
+    unsigned long long size = 0;
+};
+
+/// Makes a small company: ledgers, reports, invoices and the like, some text, some binary. Existing files are
+/// overwritten.
+void MakeSampleCompany(const std::string& folder);
+
+/// Every file below `folder`. Files that come and go meanwhile are left out.
+std::vector<CompanyFile> ListCompany(const std::string& folder);
+
+/// A number that differs when a name or a byte below `folder` differs.
+unsigned long long CompanyDigest(const std::string& folder);
