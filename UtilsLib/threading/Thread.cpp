@@ -7,6 +7,13 @@
 
 #include <memory>
 
+// Windows promises a new thread a stack aligned to 4 bytes; gcc's code, such as a host's ThreadProc, counts on 16.
+#if defined(__GNUC__)
+#define UTILSLIB_ALIGNS_STACK __attribute__((force_align_arg_pointer))
+#else
+#define UTILSLIB_ALIGNS_STACK
+#endif
+
 namespace UtilsLib
 {
 
@@ -205,7 +212,7 @@ void Thread::RecordHeartbeat() const
     ThreadMonitor::GetInstance().ThreadCheckedShutdownStatus(GetThreadId(), tick);
 }
 
-HANDLE Thread::Run(ThreadStruct* start)
+UTILSLIB_ALIGNS_STACK HANDLE Thread::Run(ThreadStruct* start)
 {
     const std::unique_ptr<ThreadStruct> owned(start);
     Thread& owner = *start->owner;

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -341,6 +342,35 @@ HMODULE ModuleOf(const void* address)
                        static_cast<const char*>(address), &module);
     return module;
 }
+
+#if defined(__GNUC__)
+struct Shifted
+{
+    LPTHREAD_START_ROUTINE routine;
+    void* parameter;
+    unsigned int shift;
+};
+
+unsigned int ms_shift = 0;
+
+/// Calls the thread's routine with the stack moved by a few bytes.
+DWORD WINAPI RunShifted(LPVOID parameter)
+{
+    const std::unique_ptr<Shifted> shifted(static_cast<Shifted*>(parameter));
+    DWORD result = 0;
+    asm volatile("subl %1, %%esp\n\t pushl %2\n\t call *%3\n\t addl %1, %%esp"
+                 : "=a"(result)
+                 : "b"(shifted->shift), "S"(shifted->parameter), "D"(shifted->routine)
+                 : "ecx", "edx", "memory", "cc");
+    return result;
+}
+
+HANDLE WINAPI ThreadWithShiftedStack(LPSECURITY_ATTRIBUTES security, SIZE_T stackSize, LPTHREAD_START_ROUTINE routine,
+                                     LPVOID parameter, DWORD flags, LPDWORD id)
+{
+    return CreateThread(security, stackSize, &RunShifted, new Shifted{routine, parameter, ms_shift}, flags, id);
+}
+#endif
 
 bool ms_called = false;
 
@@ -728,6 +758,36 @@ TEST(ThreadTest, LastStepSignalsTheEndAndNeverReturnsIntoTheLibrary)
     EXPECT_EQ(ms_blocksAtSignal, 0u);
     EXPECT_EQ(StartBlocks::Made(), 1u);
 }
+
+#if defined(__GNUC__)
+TEST(ThreadTest, ThreadProcGetsTheAlignedStackThatCompiledCodeCountsOn)
+{
+    class Aligned : public Thread
+    {
+    public:
+        Aligned() : Thread("aligned")
+        {
+        }
+        std::uintptr_t m_frame = 0;
+
+    private:
+        void ThreadProc() override
+        {
+            m_frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+        }
+    };
+    const ImportPatch shifted("KERNEL32.dll", "CreateThread", &ThreadWithShiftedStack);
+    for (const unsigned int shift : {0u, 4u, 8u, 12u})
+    {
+        ms_shift = shift;
+        Aligned worker;
+        worker.Start();
+        worker.Shutdown();
+
+        EXPECT_EQ(worker.m_frame % 16, 8u); // below a return address and a saved register
+    }
+}
+#endif
 
 TEST(ThreadTest, FailureToCreateTheThreadLeavesNothingAndAllowsAnotherStart)
 {
