@@ -29,6 +29,13 @@ HANDLE WINAPI NoSnapshot(DWORD, DWORD)
     return INVALID_HANDLE_VALUE;
 }
 
+HANDLE WINAPI SnapshotThatLeavesAnError(DWORD flags, DWORD process)
+{
+    const HANDLE snapshot = CreateToolhelp32Snapshot(flags, process);
+    SetLastError(ERROR_NO_MORE_FILES);
+    return snapshot;
+}
+
 DWORD ms_flags = 0;
 DWORD ms_process = 1;
 
@@ -91,8 +98,13 @@ TEST(ThreadUtilsTest, GetMainThreadIdGivesTheMainThreadOnEveryThread)
 TEST(ThreadUtilsTest, GetMainThreadIdIsNotMisledByAnEarlierLastError)
 {
     SetLastError(ERROR_NO_MORE_FILES);
-
     EXPECT_EQ(ThreadUtils::GetMainThreadId(), GetCurrentThreadId());
+
+    // A step that succeeds need not clear it.
+    const ImportPatch snapshot("KERNEL32.dll", "CreateToolhelp32Snapshot", &SnapshotThatLeavesAnError);
+    const ImportPatch first("KERNEL32.dll", "Thread32First", &MadeUpFirst);
+    const ImportPatch next("KERNEL32.dll", "Thread32Next", &MadeUpNext);
+    EXPECT_EQ(ThreadUtils::GetMainThreadId(), 77u);
 }
 
 TEST(ThreadUtilsTest, GetMainThreadIdReadsAllThreadsOfTheSystem)
