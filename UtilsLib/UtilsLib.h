@@ -14,6 +14,7 @@
 #include <UtilsLib/files/IFileWatcher.h>
 #include <UtilsLib/files/Paths.h>
 #include <UtilsLib/files/ScopedFileLock.h>
+#include <UtilsLib/files/ScopedFiles.h>
 #include <UtilsLib/files/ScopedTempFile.h>
 #include <UtilsLib/logging/GRPCLoggerSettingsObserver.h>
 #include <UtilsLib/logging/ILogger.h>
