@@ -12,11 +12,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
+#include <cstdio>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -208,12 +210,14 @@ TEST_F(DataSnapshotTest, TheSnapshotFolderIsNamedAfterTheLocalTime)
 namespace
 {
 
-// 23:59:59.999 on 15 November 2026, local time, at the first question; every time of day asked for moves on by 2 ms.
+// 23:59:59.999 on 15 November 2026, local time, at the first question; every question moves it on by a step.
 __time64_t g_seconds = 0;
 int g_milliseconds = 0;
+int g_step = 0;
 
-void StopTheClockBeforeMidnight()
+void StopTheClockBeforeMidnight(int step)
 {
+    g_step = step;
     std::tm last = {};
     last.tm_year = 2026 - 1900;
     last.tm_mon = 10;
@@ -242,7 +246,7 @@ void WINAPI LocalTime(SYSTEMTIME* now)
     now->wMinute = static_cast<WORD>(fields.tm_min);
     now->wSecond = static_cast<WORD>(fields.tm_sec);
     now->wMilliseconds = static_cast<WORD>(g_milliseconds);
-    g_milliseconds += 2;
+    g_milliseconds += g_step;
     g_seconds += g_milliseconds / 1000;
     g_milliseconds %= 1000;
 }
@@ -251,7 +255,7 @@ void WINAPI LocalTime(SYSTEMTIME* now)
 
 TEST_F(DataSnapshotTest, DateAndTimeInTheNameAreOfOneDayAtMidnight)
 {
-    StopTheClockBeforeMidnight();
+    StopTheClockBeforeMidnight(2);
     DataSnapshot snapshot(Company(), 0x40);
     {
         const ImportPatch seconds("msvcrt.dll", "_time64", &Seconds);
@@ -259,6 +263,25 @@ TEST_F(DataSnapshotTest, DateAndTimeInTheNameAreOfOneDayAtMidnight)
         ASSERT_EQ(snapshot.Enumerate(Snapshots()), DataSnapshotStatus::Success);
     }
     EXPECT_EQ(snapshot.GetBackupFilename(), "2026-11-16 00-00-00-001");
+}
+
+TEST_F(DataSnapshotTest, TwoSnapshotsOfOneMillisecondDoNotShareAFolder)
+{
+    StopTheClockBeforeMidnight(0);
+    const ImportPatch seconds("msvcrt.dll", "_time64", &Seconds);
+    const ImportPatch local("KERNEL32.dll", "GetLocalTime", &LocalTime);
+    DataSnapshot first(Company(), 0);
+    ASSERT_EQ(first.Enumerate(Snapshots()), DataSnapshotStatus::Success);
+    ASSERT_TRUE(first.Execute(m_error));
+    {
+        DataSnapshot second(Company(), 0x2);
+        EXPECT_EQ(second.Enumerate(Snapshots()), DataSnapshotStatus::FolderNotCreated);
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+        EXPECT_TRUE(second.Execute(m_error));
+        EXPECT_EQ(second.GetSnapshotPath(), first.GetSnapshotPath());
+    }
+    EXPECT_EQ(ContentsOf(first.GetSnapshotPath() + "\\accdata"), ContentsOf(Company() + "\\accdata"));
+    EXPECT_FALSE(m_root.Exists("snapshots\\2026-11-15 23-59-59-999\\reports"));
 }
 
 TEST_F(DataSnapshotTest, FlagsThatChooseNothingStillMakeAndRemoveTheFolder)
@@ -523,6 +546,10 @@ TEST_F(DataSnapshotTest, CleanUpRemovesOnlyAnEmptyFolder)
     empty.CleanUpSnapshot();
     EXPECT_FALSE(m_root.Exists("snapshots\\" + empty.GetBackupFilename()));
     EXPECT_EQ(empty.GetSnapshotPath(), Snapshots() + "\\" + empty.GetBackupFilename());
+
+    const FileFaults counted(0);
+    empty.CleanUpSnapshot();
+    EXPECT_THAT(counted.Calls(), ElementsAre("GetFileAttributesA " + empty.GetSnapshotPath())) << "it is gone already";
 }
 
 TEST_F(DataSnapshotTest, CleanUpLeavesAFileInThePlaceOfTheFolder)

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -75,15 +76,16 @@ void MakeFolderWide(const std::string& folder, const std::wstring& name)
     ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr)) << LastErrorText("CreateDirectoryW");
 }
 
-/// A link `link` to the folder `target`; false where the system cannot make one.
-bool MakeFolderLink(const std::string& link, const std::string& target)
+/// A link `link` to the folder `target`, relative to the link's; false where the system cannot make one.
+bool MakeFolderLink(const std::string& link, std::string target)
 {
     if (CreateSymbolicLinkA(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY))
     {
         return true;
     }
-    // Wine has links only from its host's side, and only relative ones are the same on both.
-    std::string line = "ln -s . " + link.substr(link.rfind('\\') + 1);
+    // Wine has links only from its host's side.
+    std::replace(target.begin(), target.end(), '\\', '/');
+    std::string line = "ln -s " + target + " " + link.substr(link.rfind('\\') + 1);
     STARTUPINFOA startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION information = {};
@@ -925,8 +927,8 @@ TEST_F(DirectoryTest, ATreeAsDeepAsPathsReachIsCopiedAndUndone)
 TEST_F(DirectoryTest, LinksBackUpTheTreeAreLeftOut)
 {
     WriteTree();
-    if (!MakeFolderLink(m_root / "source\\data\\sub\\loop", m_root / "source\\data\\sub") ||
-        !MakeFolderLink(m_root / "source\\data\\sub\\again", m_root / "source\\data\\sub"))
+    if (!MakeFolderLink(m_root / "source\\data\\sub\\loop", ".") ||
+        !MakeFolderLink(m_root / "source\\data\\sub\\again", "..\\..\\data"))
     {
         GTEST_SKIP() << "this system makes no folder links";
     }
@@ -938,4 +940,24 @@ TEST_F(DirectoryTest, LinksBackUpTheTreeAreLeftOut)
                                                    "data\\sub\\c.dat", "data\\sub\\leaf\\", "data\\sub\\leaf\\d.dat"));
     RemoveDirectoryA((m_root / "source\\data\\sub\\loop").c_str());
     RemoveDirectoryA((m_root / "source\\data\\sub\\again").c_str());
+}
+
+TEST_F(DirectoryTest, OtherLinksAreCopiedAsFolders)
+{
+    WriteTree();
+    m_root.Write("elsewhere\\e.dat", "eeeee");
+    if (!MakeFolderLink(m_root / "source\\data\\sub\\link", "..\\..\\..\\elsewhere"))
+    {
+        GTEST_SKIP() << "this system makes no folder links";
+    }
+    {
+        Directory directory = Make("data", kUndo);
+
+        EXPECT_TRUE(directory.Execute(m_error));
+
+        EXPECT_EQ(m_root.Read("target\\data\\sub\\link\\e.dat"), "eeeee");
+    }
+    EXPECT_THAT(TargetTree(), IsEmpty());
+    EXPECT_EQ(m_root.Read("elsewhere\\e.dat"), "eeeee");
+    RemoveDirectoryA((m_root / "source\\data\\sub\\link").c_str());
 }
