@@ -3,6 +3,7 @@
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tests/support/ChildProcess.h>
+#include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/SampleCompany.h>
@@ -24,6 +25,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using TestSupport::ChildProcess;
 using TestSupport::ContentsOf;
+using TestSupport::Eventually;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
@@ -76,38 +78,66 @@ void MakeFolderWide(const std::string& folder, const std::wstring& name)
     ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr)) << LastErrorText("CreateDirectoryW");
 }
 
-/// A link `link` to the folder `target`, relative to the link's; false where the system cannot make one.
-bool MakeFolderLink(const std::string& link, std::string target)
-{
-    if (CreateSymbolicLinkA(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY))
-    {
-        return true;
-    }
-    // Wine has links only from its host's side.
-    std::replace(target.begin(), target.end(), '\\', '/');
-    std::string line = "ln -s " + target + " " + link.substr(link.rfind('\\') + 1);
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION information = {};
-    if (!CreateProcessA("\\\\?\\unix\\bin\\ln", line.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                        link.substr(0, link.rfind('\\')).c_str(), &startup, &information))
-    {
-        return false;
-    }
-    CloseHandle(information.hThread);
-    WaitForSingleObject(information.hProcess, 5000);
-    CloseHandle(information.hProcess);
-    for (int tries = 0; tries < 100 && GetFileAttributesA(link.c_str()) == INVALID_FILE_ATTRIBUTES; ++tries)
-    {
-        Sleep(10);
-    }
-    return GetFileAttributesA(link.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
 unsigned long AttributesOf(const std::string& path)
 {
     return GetFileAttributesA(path.c_str());
 }
+
+/// A link to a folder, until scope end.
+class FolderLink
+{
+public:
+    /// `target` is relative to the link's folder. Where the system cannot make links, the object is false.
+    FolderLink(const std::string& link, std::string target) : m_link(link)
+    {
+        CreateSymbolicLinkA(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY);
+        if (!*this)
+        {
+            // Wine says that it made one and did not: it knows the links of its host only.
+            std::replace(target.begin(), target.end(), '\\', '/');
+            RunOnHost("ln", "-s " + target + " " + Name());
+        }
+    }
+    ~FolderLink()
+    {
+        if (*this && !RemoveDirectoryA(m_link.c_str()))
+        {
+            RunOnHost("rm", Name());
+        }
+    }
+    FolderLink(const FolderLink&) = delete;
+    FolderLink& operator=(const FolderLink&) = delete;
+
+    explicit operator bool() const
+    {
+        return AttributesOf(m_link) != INVALID_FILE_ATTRIBUTES;
+    }
+
+private:
+    std::string Name() const
+    {
+        return m_link.substr(m_link.rfind('\\') + 1);
+    }
+
+    void RunOnHost(const std::string& program, const std::string& arguments) const
+    {
+        const std::string folder = m_link.substr(0, m_link.rfind('\\'));
+        const bool wanted = !*this;
+        std::string line = program + " " + arguments;
+        STARTUPINFOA startup = {};
+        startup.cb = sizeof(startup);
+        PROCESS_INFORMATION information = {};
+        if (CreateProcessA(("\\\\?\\unix\\bin\\" + program).c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                           folder.c_str(), &startup, &information))
+        {
+            CloseHandle(information.hThread);
+            CloseHandle(information.hProcess);
+            static_cast<void>(Eventually([this, wanted] { return static_cast<bool>(*this) == wanted; }));
+        }
+    }
+
+    std::string m_link;
+};
 
 // What stand-ins of CopyFileA do; a test sets them.
 struct CopyScript
@@ -927,8 +957,9 @@ TEST_F(DirectoryTest, ATreeAsDeepAsPathsReachIsCopiedAndUndone)
 TEST_F(DirectoryTest, LinksBackUpTheTreeAreLeftOut)
 {
     WriteTree();
-    if (!MakeFolderLink(m_root / "source\\data\\sub\\loop", ".") ||
-        !MakeFolderLink(m_root / "source\\data\\sub\\again", "..\\..\\data"))
+    const FolderLink loop(m_root / "source\\data\\sub\\loop", ".");
+    const FolderLink again(m_root / "source\\data\\sub\\again", "..\\..\\data");
+    if (!loop || !again)
     {
         GTEST_SKIP() << "this system makes no folder links";
     }
@@ -938,15 +969,14 @@ TEST_F(DirectoryTest, LinksBackUpTheTreeAreLeftOut)
 
     EXPECT_THAT(m_root.Tree("target"), ElementsAre("data\\", "data\\a.dat", "data\\b.dat", "data\\sub\\",
                                                    "data\\sub\\c.dat", "data\\sub\\leaf\\", "data\\sub\\leaf\\d.dat"));
-    RemoveDirectoryA((m_root / "source\\data\\sub\\loop").c_str());
-    RemoveDirectoryA((m_root / "source\\data\\sub\\again").c_str());
 }
 
 TEST_F(DirectoryTest, OtherLinksAreCopiedAsFolders)
 {
     WriteTree();
     m_root.Write("elsewhere\\e.dat", "eeeee");
-    if (!MakeFolderLink(m_root / "source\\data\\sub\\link", "..\\..\\..\\elsewhere"))
+    const FolderLink link(m_root / "source\\data\\sub\\link", "..\\..\\..\\elsewhere");
+    if (!link)
     {
         GTEST_SKIP() << "this system makes no folder links";
     }
@@ -959,5 +989,4 @@ TEST_F(DirectoryTest, OtherLinksAreCopiedAsFolders)
     }
     EXPECT_THAT(TargetTree(), IsEmpty());
     EXPECT_EQ(m_root.Read("elsewhere\\e.dat"), "eeeee");
-    RemoveDirectoryA((m_root / "source\\data\\sub\\link").c_str());
 }
