@@ -13,8 +13,8 @@ namespace UtilsLib
 ///
 /// The source files are held against writers while they are copied. Paths are in the ANSI code page and at most 259
 /// characters long; entries whose names that code page cannot represent are left out, as are links to a folder above
-/// themselves. Copies of the object are member-wise, on purpose: they share the children, and each undoes its own level.
-/// A tree belongs to one thread.
+/// themselves. Copies of the object are member-wise, on purpose: they share the children, and each undoes its own
+/// level. A tree belongs to one thread.
 class UTILSLIB_API Directory
 {
 public:
@@ -39,7 +39,8 @@ public:
     bool Execute(unsigned long& error);
 
     /// Adds the folder's files, and if `recursive` its sub-folders with all theirs, to what is listed already. A folder
-    /// that cannot be read lists nothing; that is not reported.
+    /// that cannot be read lists nothing; that is not reported. A name that Windows replaces by a similar one of the
+    /// code page is listed as that one, and fails the copy unless there is such a file.
     void Enumerate(bool recursive);
 
     /// Plain names of the files listed in the folder itself, in listing order.

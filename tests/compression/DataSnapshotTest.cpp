@@ -534,7 +534,11 @@ TEST_F(DataSnapshotTest, OnlyANumberOtherThanZeroRetains)
 TEST_F(DataSnapshotTest, CleanUpRemovesOnlyAnEmptyFolder)
 {
     DataSnapshot snapshot(Company(), 0);
-    snapshot.CleanUpSnapshot(); // nothing to do yet
+    {
+        const FileFaults counted(0);
+        snapshot.CleanUpSnapshot();
+        EXPECT_THAT(counted.Calls(), IsEmpty()) << "there is no folder yet";
+    }
     ASSERT_EQ(snapshot.Enumerate(Snapshots()), DataSnapshotStatus::Success);
     ASSERT_TRUE(snapshot.Execute(m_error));
 
@@ -626,9 +630,11 @@ TEST_F(DataSnapshotTest, DestructionKeepsTheLastError)
     ASSERT_EQ(snapshot->Enumerate(Snapshots()), DataSnapshotStatus::Success);
     ASSERT_TRUE(snapshot->Execute(m_error));
 
+    m_root.Write("snapshots\\" + snapshot->GetBackupFilename() + "\\notes.txt", "so that the folder cannot be removed");
+
     SetLastError(4711);
     snapshot.reset();
 
     EXPECT_EQ(GetLastError(), 4711u);
-    EXPECT_THAT(Left(), IsEmpty());
+    EXPECT_EQ(Left().size(), 2u);
 }
