@@ -28,6 +28,7 @@ constexpr unsigned int kDefaultLevels = 7;
 constexpr unsigned int kDrainInterval = 300; // ms
 constexpr std::size_t kBufferSize = 4096;
 constexpr std::size_t kFormatLimit = 4095; // with the terminator: a line has one character less
+constexpr int kMostDigits = 4;             // of a width or precision in a format
 constexpr std::size_t kBlockSize = 128 * 1024;
 constexpr unsigned int kTruncateAt = 0x40000000; // 1 GiB
 constexpr unsigned int kKeptBytes = 52'428'800;  // 50 MiB
@@ -86,19 +87,53 @@ char* WritePrefix(char* buffer, LogCategory category, LogTraceLevel level)
     return line.End();
 }
 
-/// Whether a conversion of the format stores through its argument, which nobody logs on purpose.
-bool Stores(const char* format)
+bool IsDigit(char c)
 {
+    return c >= '0' && c <= '9';
+}
+
+/// What stands between "%" and its conversion, over all run-times' dialects.
+bool IsModifier(char c)
+{
+    return IsDigit(c) || (c != '\0' && std::strchr("-+ #'.*hlLqjztIw", c) != nullptr);
+}
+
+/// Walks over the modifiers of a conversion. False for a number of more than `kMostDigits` digits: the run-time would
+/// make that many characters, some of them on the thread's stack.
+bool SkipModifiers(const char*& at)
+{
+    for (int digits = 0; IsModifier(*at); ++at)
+    {
+        digits = IsDigit(*at) ? digits + 1 : 0;
+        if (digits > kMostDigits)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Whether formatting stores nothing through the arguments ("%n", which nobody logs on purpose) and makes no text of
+/// unheard-of length. Too strict rather than too lax behind a malformed conversion: run-times disagree on where they
+/// read on, so a "%" there may be a conversion's first character.
+bool IsHarmless(const char* format)
+{
+    bool percentStandsAlone = true;
     for (const char* at = std::strchr(format, '%'); at != nullptr; at = std::strchr(at, '%'))
     {
-        at += 1 + std::strspn(at + 1, "-+ #0'123456789.*hlLqjztIw");
-        if (*at == 'n')
+        ++at;
+        if (percentStandsAlone && *at == '%')
         {
-            return true;
+            ++at;
+            continue;
         }
-        at += *at != '\0' ? 1 : 0;
+        if (!SkipModifiers(at) || *at == 'n')
+        {
+            return false;
+        }
+        percentStandsAlone = *at != '%';
     }
-    return false;
+    return true;
 }
 
 /// Copies as much of `text` as fits with a terminator; the number of characters.
@@ -116,7 +151,7 @@ std::size_t FormatMessageText(char* buffer, std::size_t size, const char* format
     {
         return CopyText(buffer, size, "(null)");
     }
-    if (Stores(format))
+    if (!IsHarmless(format))
     {
         return CopyText(buffer, size, format);
     }
@@ -232,7 +267,15 @@ void Logger::ThreadProc()
         {
             Store(m_enabled, false);
         }
-        DrainOrKeep();
+        if (!StopRequested() && WaitsForPath())
+        {
+            Store(m_enabled, false); // as if the file could not be opened, but nothing is lost
+            UpdateObservers();
+        }
+        else
+        {
+            DrainOrKeep();
+        }
         ControlledSleep(kDrainInterval);
     }
 }
@@ -259,6 +302,11 @@ unsigned int Logger::GetPendingEntriesSize()
 {
     const ScopedLock hold(m_pendingLock);
     return static_cast<unsigned int>(m_pending.size());
+}
+
+bool Logger::WaitsForPath()
+{
+    return m_file == INVALID_HANDLE_VALUE && GetPendingEntriesSize() != 0 && Path().empty();
 }
 
 void Logger::CheckSettings()

@@ -20,7 +20,7 @@ namespace UtilsLib
 
 /// The process-wide log. `Log` queues a line and returns; the logger's own thread, which the host starts after setting
 /// a path, re-reads the switches from `LiveRegSettings` and appends the queue to the file every 300 ms. Lines that are
-/// accepted before the thread runs wait in the queue, which has no bound.
+/// accepted before the thread runs and a path is set wait in the queue, which has no bound.
 ///
 /// A file that would pass 1 GiB is cut to its last 50 MiB. A line that is accepted while the file can be opened is not
 /// lost: `Shutdown`, and at the latest the destructor at process exit, writes what is queued.
@@ -37,8 +37,9 @@ public:
     /// Queues "local time, tid: thread, (category:level), message". A line ends after 4,094 characters, silently. Does
     /// nothing while the master switch is off or the masks lack the category or level. Any thread.
     ///
-    /// A format that stores through its arguments ("%n") or cannot be formatted is logged as it stands, a null one as
-    /// "(null)". A null text prints as "(null)".
+    /// Formatted as by the run-time's `vsnprintf`. A format that stores through its arguments ("%n"), one with a width
+    /// or precision of more than four digits, and one that the run-time refuses is logged as it stands, a null one as
+    /// "(null)". A null text prints as "(null)". Numbers for "*" are not looked at.
     void Log(LogCategory category, LogTraceLevel level, const char* format, ...) override;
     /// Whether the masks take the category and level, for skipping the preparation of a message. Ignores the master
     /// switch, unlike `Log`: meant so. Any thread.
@@ -68,6 +69,9 @@ private:
     void UpdateObservers();
     std::map<std::string, unsigned long>
     GetObserversAdditionalSettings(const std::shared_ptr<ILoggerSettingsObserver>& observer);
+
+    /// Lines that are logged before a path is set stay in the queue.
+    bool WaitsForPath();
 
     // The rest belongs to the logger's thread; to `Shutdown` and the destructor once that has ended.
 
