@@ -77,6 +77,7 @@ private:
 void AddCompressionJobs();
 void AddDirectoryJobs();
 void AddFileOperationsJobs();
+void AddLoggerJobs();
 void AddSettingsJobs();
 void AddStringsJobs();
 

@@ -36,6 +36,7 @@ int main(int argc, char** argv)
     const TestSupport::ScopedMachineHive machine;
     machine.SetDword("hx41svc_logging", 1);
 
+    Bench::AddLoggerJobs();
     Bench::AddSettingsJobs();
     Bench::AddStringsJobs();
     Bench::AddCompressionJobs();
