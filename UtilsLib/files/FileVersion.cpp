@@ -63,7 +63,8 @@ std::string ReadVersion(const std::string& path)
     // A damaged resource can send the system's parser anywhere, to an odd address too.
     const std::size_t place =
         reinterpret_cast<std::uintptr_t>(found) - reinterpret_cast<std::uintptr_t>(resource.data());
-    if (place > resource.size() - sizeof(VS_FIXEDFILEINFO))
+    const std::size_t size = resource.size() - kGuard;
+    if (place > size || size - place < sizeof(VS_FIXEDFILEINFO))
     {
         return {};
     }

@@ -27,7 +27,7 @@ constexpr std::size_t kShortestNetworkPath = 3;
 constexpr std::size_t kAccdataLength = 8; // of the name with its separator
 constexpr std::size_t kLongestRoot = 3;   // "c:\"
 
-// Written by a device's software into the root of the drive, where nothing else may be touched.
+// Logs in the root of the drive. The rules as they stand refuse no file there; a stricter one must not refuse these.
 constexpr std::string_view kAllowedLogs[] = {"c:\\rfsdk log_v22.txt", "c:\\rfsdk log_v23.txt", "c:\\rfsdk log_v24.txt",
                                              "c:\\rfsdk log_v25.txt"};
 

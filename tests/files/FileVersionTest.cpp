@@ -13,6 +13,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -91,9 +92,34 @@ BOOL WINAPI QueryWithGivenPlace(const void* resource, const char*, void** value,
     return TRUE;
 }
 
-DWORD WINAPI HugeSize(const char*, DWORD*)
+DWORD g_size = 0;
+int g_reads = 0;
+
+DWORD WINAPI GiveSize(const char*, DWORD*)
 {
-    return MAXDWORD;
+    return g_size;
+}
+
+BOOL WINAPI CountReading(const char*, DWORD, DWORD, void*)
+{
+    ++g_reads;
+    return FALSE;
+}
+
+/// A resource of one unending text.
+BOOL WINAPI ReadLettersOnly(const char*, DWORD, DWORD size, void* resource)
+{
+    std::memset(resource, 'A', size);
+    return TRUE;
+}
+
+bool g_ends = false;
+
+BOOL WINAPI QueryForAnEnd(const void* resource, const char*, void**, UINT*)
+{
+    const char* const behind = static_cast<const char*>(resource) + g_size;
+    g_ends = std::string(behind, 8) == std::string(8, '\0');
+    return FALSE;
 }
 
 } // namespace
@@ -195,18 +221,43 @@ TEST(FileVersionTest, AnAnswerThatIsTooShortLeavesTheVersionEmpty)
 TEST(FileVersionTest, AnAnswerOutsideTheResourceIsNotFollowed)
 {
     const ImportPatch query("VERSION.dll", "VerQueryValueA", &QueryWithGivenPlace);
-    for (const std::ptrdiff_t place : {-1, -4096, 1 << 20})
+    const DWORD size = GetFileVersionInfoSizeA(InProgramFolder("versioned_file.dll").c_str(), nullptr);
+    const std::ptrdiff_t end = static_cast<std::ptrdiff_t>(size);
+    for (const std::ptrdiff_t place : {std::ptrdiff_t{-1}, std::ptrdiff_t{-4096}, end - 51, end, end + 1, end + 4096})
     {
         g_place = place;
         EXPECT_EQ(VersionOf(InProgramFolder("versioned_file.dll")), "") << place;
     }
+    g_place = end - 52;
+    EXPECT_NE(VersionOf(InProgramFolder("versioned_file.dll")), "");
 }
 
 TEST(FileVersionTest, AResourceOfAnImpossibleSizeIsNotRead)
 {
-    const ImportPatch huge("VERSION.dll", "GetFileVersionInfoSizeA", &HugeSize);
-
+    const ImportPatch given("VERSION.dll", "GetFileVersionInfoSizeA", &GiveSize);
+    const ImportPatch read("VERSION.dll", "GetFileVersionInfoA", &CountReading);
+    for (const DWORD size : {DWORD{MAXDWORD}, DWORD{MAXDWORD - 64}, DWORD{0x7FFFFFFF}, DWORD{(1 << 20) + 1}})
+    {
+        g_size = size;
+        g_reads = 0;
+        EXPECT_EQ(VersionOf(InProgramFolder("versioned_file.dll")), "");
+        EXPECT_EQ(g_reads, 0) << size;
+    }
+    g_size = 1 << 20;
     EXPECT_EQ(VersionOf(InProgramFolder("versioned_file.dll")), "");
+    EXPECT_EQ(g_reads, 1);
+}
+
+TEST(FileVersionTest, TheSystemsParserFindsAnEndInAnUnendingResource)
+{
+    const ImportPatch given("VERSION.dll", "GetFileVersionInfoSizeA", &GiveSize);
+    const ImportPatch read("VERSION.dll", "GetFileVersionInfoA", &ReadLettersOnly);
+    g_size = 1000;
+    EXPECT_EQ(VersionOf(InProgramFolder("versioned_file.dll")), "");
+
+    const ImportPatch query("VERSION.dll", "VerQueryValueA", &QueryForAnEnd);
+    EXPECT_EQ(VersionOf(InProgramFolder("versioned_file.dll")), "");
+    EXPECT_TRUE(g_ends);
 }
 
 TEST(FileVersionTest, ADamagedResourceGivesAVersionOrNone)

@@ -336,6 +336,18 @@ TEST(PathsTest, TheLettersOfFileNamesAreAsciiWhateverTheLocale)
     std::setlocale(LC_ALL, "C");
 }
 
+TEST(PathsTest, SanitiseFileNameLowersBeforeItRemoves)
+{
+    // A locale in which (with some C libraries) bytes that are not allowed have a lower case that is.
+    ASSERT_NE(std::setlocale(LC_ALL, "Japanese_Japan.932"), nullptr);
+    for (int byte = 0; byte < 256; ++byte)
+    {
+        const std::string name = {'x', static_cast<char>(byte), 'x'};
+        EXPECT_EQ(Paths::SanitiseFileName(name), Paths::RemoveInvalidCharactersFromFileName(Lowered(name))) << byte;
+    }
+    std::setlocale(LC_ALL, "C");
+}
+
 TEST(PathsTest, GetSpecialFolderPathIsTheKnownFolder)
 {
     const std::string path = Paths::GetSpecialFolderPath(kProgramData);

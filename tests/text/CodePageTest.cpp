@@ -88,6 +88,8 @@ TEST(CodePageTest, EveryUnitIsWhatThePlatformMakesOfIt)
 {
     for (int unit = 0; unit < 0x10000; ++unit)
     {
+        const std::wstring alone(1, static_cast<wchar_t>(unit));
+        ASSERT_EQ(StringUtils::FromUnicode(alone), Narrowed(alone)) << unit;
         const std::wstring text = {L'a', static_cast<wchar_t>(unit), L'b'};
         ASSERT_EQ(StringUtils::FromUnicode(text), Narrowed(text)) << unit; // halves of surrogate pairs among them
     }
