@@ -30,9 +30,10 @@ ScopedFiles::ScopedFiles(IFileWatcher* watcher) : m_watcher(watcher)
 ScopedFiles::ScopedFiles(IFileWatcher* watcher, const std::string& folder, const std::vector<std::string>& names)
     : m_watcher(watcher)
 {
+    const std::string start = folder + "\\";
     for (const std::string& name : names)
     {
-        Add(folder + "\\" + name);
+        Add(start + name);
     }
 }
 
