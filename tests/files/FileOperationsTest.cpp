@@ -2,7 +2,6 @@
 
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
-#include <tests/support/ChildProcess.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -12,13 +11,11 @@
 
 #include <algorithm>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using TestSupport::ChildProcess;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
@@ -210,22 +207,6 @@ TEST_F(FileOperationsTest, LeavesNoHandleBehind)
     }
 
     EXPECT_EQ(OpenHandles(), before);
-}
-
-TEST_F(FileOperationsTest, TheHandleIsNotInheritedByAProcessStartedMeanwhile)
-{
-    m_folder.Write("a.dat", "0123456789");
-    std::optional<ChildProcess> child;
-    m_folder.Write("other.dat", "");
-    m_then = [&] {
-        const std::string arguments = "\"" + (m_folder / "other.dat") + "\" 2147483648 7";
-        child.emplace("child_hold_file", arguments);
-        EXPECT_TRUE(child->WaitUntilReady());
-    };
-
-    EXPECT_TRUE(Operate(10));
-
-    EXPECT_TRUE(Open(m_path, GENERIC_READ, 0)) << LastErrorText("CreateFileA");
 }
 
 TEST_F(FileOperationsTest, OthersMayWriteBesideAndAnExclusiveHolderIsInTheWay)

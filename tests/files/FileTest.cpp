@@ -213,16 +213,6 @@ TEST_F(FileTest, OnlyTheGenericWriteBitMakesItWritable)
     }
 }
 
-TEST_F(FileTest, TheHandleIsNotInheritable)
-{
-    Open();
-    DWORD flags = HANDLE_FLAG_INHERIT;
-
-    ASSERT_TRUE(GetHandleInformation(m_file->GetHandle(), &flags)) << LastErrorText("GetHandleInformation");
-
-    EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0u);
-}
-
 TEST_F(FileTest, CloseTellsTheWatcherWithTheHandleGoneAndTheFieldsStillSet)
 {
     Open();

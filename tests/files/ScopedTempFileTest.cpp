@@ -261,21 +261,6 @@ TEST_F(ScopedTempFileTest, PathsOf259CharactersWork)
     EXPECT_FALSE(Exists(TempFolderPath() + name));
 }
 
-TEST_F(ScopedTempFileTest, TheHandleIsNotInheritedByAProcessStartedMeanwhile)
-{
-    std::optional<ScopedTempFile> file(std::in_place, m_name, kWrite, 0ul);
-    WriteOld("");
-    const std::string other = m_path + ".other";
-    const UniqueFileHandle made(CreateFileA(other.c_str(), GENERIC_WRITE, kShareAll, nullptr, CREATE_ALWAYS,
-                                            FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    ChildProcess child("child_hold_file", "\"" + other + "\" 2147483648 7");
-    ASSERT_TRUE(child.WaitUntilReady());
-
-    file.reset(); // could not delete the file if the child held it
-
-    EXPECT_FALSE(Exists(m_path));
-}
-
 TEST_F(ScopedTempFileTest, TheLastErrorSurvivesTheDestructor)
 {
     {

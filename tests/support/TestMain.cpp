@@ -21,25 +21,31 @@ class Watchdog : public testing::EmptyTestEventListener
 public:
     Watchdog()
     {
-        std::thread([this] { Watch(); }).detach();
+        std::thread(&Watch).detach();
+        // A thread that is starting opens handles: tests that count them must not see it.
+        while (!ms_watching)
+        {
+            Sleep(1);
+        }
     }
 
 private:
     void OnTestStart(const testing::TestInfo&) override
     {
-        m_started = GetTickCount64();
+        ms_started = GetTickCount64();
     }
     void OnTestEnd(const testing::TestInfo&) override
     {
-        m_started = 0;
+        ms_started = 0;
     }
 
-    void Watch()
+    static void Watch()
     {
+        ms_watching = true;
         for (;;)
         {
             Sleep(500);
-            const unsigned long long started = m_started;
+            const unsigned long long started = ms_started;
             if (started != 0 && GetTickCount64() > started + kLimit)
             {
                 const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
@@ -50,11 +56,13 @@ private:
         }
     }
 
-    std::atomic<unsigned long long> m_started = 0;
+    // Static, because the thread outlives this object at the end of the process.
+    static inline std::atomic<bool> ms_watching = false;
+    static inline std::atomic<unsigned long long> ms_started = 0; // when the running test began; 0 between tests
 };
 
-/// GoogleTest's first trace and the run-time's first exception open handles that stay. Tests that count handles must not
-/// see them appear.
+/// GoogleTest's first trace and the run-time's first exception open handles that stay. Tests that count handles must
+/// not see them appear.
 void OpenLazyHandles()
 {
     SCOPED_TRACE("main");
