@@ -3,11 +3,11 @@
 #include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/files/Directory.h>
 #include <UtilsLib/platform/LastErrorKeeper.h>
+#include <UtilsLib/platform/LowerCase.h>
 #include <UtilsLib/registry/RegUtils.h>
 #include <UtilsLib/time/Time.h>
 
 #include <algorithm>
-#include <cctype>
 #include <initializer_list>
 #include <utility>
 
@@ -43,15 +43,6 @@ void DropRepeatedNeighbours(std::vector<std::string>& folders)
     folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
 }
 
-std::string ToLower(std::string text)
-{
-    for (char& character : text)
-    {
-        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-    }
-    return text;
-}
-
 bool IsRetained()
 {
     unsigned long value = 0;
@@ -75,7 +66,7 @@ std::string MakeBackupName()
 } // namespace
 
 DataSnapshot::DataSnapshot(const std::string& datasetPath, const int& flags)
-    : m_datasetPath(ToLower(datasetPath + "\\")), m_retain(IsRetained())
+    : m_datasetPath(Platform::LowerCase(datasetPath + "\\")), m_retain(IsRetained())
 {
     ChooseFolders(flags);
     DropRepeatedNeighbours(m_recursiveFolders);

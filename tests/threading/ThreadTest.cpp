@@ -1008,7 +1008,7 @@ TEST(ThreadTest, ControlledSleepIsRoundedUpToWholeStepsInRealTime)
     worker.Start();
 
     ASSERT_TRUE(over.Wait());
-    EXPECT_GE(slept, 190u); // two steps; the system's clock is a few milliseconds coarse
+    EXPECT_GE(slept, 150u); // two steps, not one; the system's clock is coarse
 }
 
 TEST_F(ThreadSleepTest, SleepsAreRoundedUpToSteps)
