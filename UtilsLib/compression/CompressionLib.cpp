@@ -213,7 +213,7 @@ bool InflateFile(std::FILE* source, std::FILE* destination, z_stream& stream)
 template <typename Routine>
 bool WithFiles(const std::string& source, const std::string& destination, Routine routine)
 {
-    if (source == destination) // kept: other spellings of one name pass
+    if (source == destination) // kept: the texts are compared, with letter case; other spellings of one name fail below
     {
         return false;
     }

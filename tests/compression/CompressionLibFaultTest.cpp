@@ -212,6 +212,35 @@ TEST(CompressionLibFaultTest, EveryFailedOpenReadOrWriteFailsTheOperationAndLeak
     }
 }
 
+namespace
+{
+
+/// All that was asked for, and then an error: as when a disk fails behind the data.
+std::size_t __cdecl ReadThenFail(void* buffer, std::size_t size, std::size_t count, FILE* file)
+{
+    const std::size_t read = std::fread(buffer, size, count, file);
+    file->_flag |= _IOERR;
+    return read;
+}
+
+} // namespace
+
+TEST(CompressionLibFaultTest, AReadErrorFailsTheOperationEvenWhenAllDataCameBeforeIt)
+{
+    const TempFolder folder;
+    const Bytes data = Text(1000);
+    const std::string plain = AsText(data);
+    folder.Write("plain", plain);
+    folder.Write("gzip", AsText(Deflated(data)));
+    folder.Write("zlib", AsText(Deflated(data, Container::Zlib)));
+    const ImportPatch reading("msvcrt.dll", "fread", &ReadThenFail);
+
+    EXPECT_FALSE(CompressionLib::CompressFile(folder / "plain", folder / "result"));
+    EXPECT_FALSE(CompressionLib::CompressFile_Legacy(folder / "plain", folder / "result"));
+    EXPECT_FALSE(CompressionLib::DecompressFile(folder / "gzip", folder / "result"));
+    EXPECT_FALSE(CompressionLib::DecompressFile_Legacy(folder / "zlib", folder / "result"));
+}
+
 TEST(CompressionLibFaultTest, AFailedCloseOfTheDestinationFailsTheOperation)
 {
     const TempFolder folder;

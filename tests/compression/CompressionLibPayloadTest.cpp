@@ -472,6 +472,20 @@ TEST(CompressionLibPayloadTest, WhenMemoryIsShortInflatingGivesNothingOrWhatCame
     EXPECT_GE(emptied, 2); // zlib's state and a later growth at least
 }
 
+TEST(CompressionLibPayloadTest, WithoutMemoryForTheStatedSizeTheOutputGrowsByWhatComes)
+{
+    const Bytes text = Text(1000);
+    Bytes input = Deflated(text);
+    std::fill(input.end() - 4, input.end(), static_cast<unsigned char>(0));
+    input[input.size() - 3] = 0x20; // states 8 KiB
+    Bytes output;
+    const AllocationFault memory(1);
+
+    EXPECT_EQ(CompressionLib::InflatePayload(input, output), 1000u);
+    EXPECT_TRUE(memory.Happened());
+    EXPECT_TRUE(output == text);
+}
+
 TEST(CompressionLibPayloadTest, WithoutMemoryForTheBufferNoCallbackIsCalled)
 {
     Record record;
