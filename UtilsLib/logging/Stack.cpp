@@ -79,6 +79,7 @@ bool FunctionOf(HANDLE process, unsigned long long address, std::string& name)
     {
         return false;
     }
+    symbol->Name[kNameLength] = '\0'; // a name that fills the record comes without
     name = symbol->Name;
     return true;
 }

@@ -212,7 +212,7 @@ BOOL WINAPI SymbolsOutsideTheCRunTime(HANDLE process, DWORD64 address, PDWORD64 
 
 BOOL WINAPI LongestSymbol(HANDLE, DWORD64, PDWORD64, PIMAGEHLP_SYMBOL64 symbol)
 {
-    std::memset(symbol->Name, 'x', 255); // without a terminator
+    std::memset(symbol->Name, 'x', symbol->MaxNameLength + 1); // without a terminator
     return TRUE;
 }
 

@@ -57,20 +57,33 @@ TEST(ThreadExitTest, LibraryIsUnloadedWhileItsThreadSleeps)
 
 TEST(ThreadExitTest, LibraryIsUnloadedWhileItsThreadRunsOverAndOver)
 {
-    ExpectUnloads(SpinUntilStopped, 300, false);
+    ExpectUnloads(SpinUntilStopped, 100, false);
 }
 
 TEST(ThreadExitTest, LibraryIsUnloadedRightAfterStartOverAndOver)
 {
-    ExpectUnloads(SpinUntilStopped, 300, true);
+    ExpectUnloads(SpinUntilStopped, 100, true);
 }
 
 TEST(ThreadExitTest, LibraryIsUnloadedWhileItsThreadEndsOverAndOver)
 {
-    ExpectUnloads(EndAtOnce, 300, true);
+    ExpectUnloads(EndAtOnce, 100, true);
 }
 
 TEST(ThreadExitTest, LibraryIsUnloadedAfterItsThreadFailed)
 {
     ExpectUnloads(Throw, 20, true);
 }
+
+#if defined(__GNUC__)
+TEST(ThreadExitTest, LibraryIsUnloadedWhileTheThreadsOfItsSingletonsRun)
+{
+    for (const char* arguments : {"3 0", "10 1"})
+    {
+        const ChildResult result = RunChild("child_library_unload", arguments, kLimit);
+
+        EXPECT_TRUE(result.ended) << "hangs: " << arguments;
+        EXPECT_EQ(result.exitCode, 0u) << arguments;
+    }
+}
+#endif

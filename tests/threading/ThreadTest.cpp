@@ -65,6 +65,7 @@ public:
 
     using Thread::ControlledSleep;
     using Thread::ControlledSleepEx;
+    using Thread::HasThread;
     using Thread::InterruptibleSleep;
     using Thread::StopRequested;
 
@@ -470,6 +471,20 @@ TEST(ThreadTest, StartTwiceStartsOneThread)
     EXPECT_EQ(Status().size(), 1u);
     worker.Shutdown();
     EXPECT_EQ(runs, 1);
+}
+
+TEST(ThreadTest, HasAThreadFromStartToShutdown)
+{
+    Worker worker;
+    EXPECT_FALSE(worker.HasThread());
+    worker.Start();
+    EXPECT_TRUE(worker.HasThread());
+    ASSERT_TRUE(IsSignalled(FieldsOf(worker).thread, 5000));
+    EXPECT_TRUE(worker.HasThread()); // also when it is over
+
+    worker.Shutdown();
+
+    EXPECT_FALSE(worker.HasThread());
 }
 
 TEST(ThreadTest, StartOfAFinishedThreadDoesNothing)
