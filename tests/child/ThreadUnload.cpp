@@ -10,6 +10,9 @@
 namespace
 {
 
+// The C++ run-time makes a few more when threads first wait for each other; a leak makes one in every round.
+constexpr unsigned long kAllowance = 8;
+
 template <typename Function>
 Function* Find(HMODULE library, const char* name)
 {
@@ -38,7 +41,7 @@ bool ThreadsAndHandlesReturnTo(unsigned long threads, unsigned long handles)
 {
     for (int i = 0; i < 200; ++i)
     {
-        if (TestSupport::RunningThreads() <= threads && TestSupport::OpenHandles() <= handles)
+        if (TestSupport::RunningThreads() <= threads && TestSupport::OpenHandles() <= handles + kAllowance)
         {
             return true;
         }

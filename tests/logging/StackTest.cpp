@@ -469,14 +469,18 @@ TEST(StackTest, WalkBeginsAtTheCapturedContextAndEndsWhereItFails)
 
 TEST(StackTest, WalkOfAnotherThreadBeginsAtThatThreadsContext)
 {
-    Gate end;
     Gate begun;
+    Gate end;
+    DWORD id = 0;
     std::thread other([&] {
+        id = GetCurrentThreadId();
         begun.Open();
         EXPECT_TRUE(end.Wait());
     });
-    ASSERT_TRUE(begun.Wait());
-    const HANDLE thread = reinterpret_cast<HANDLE>(pthread_gethandle(other.native_handle()));
+    EXPECT_TRUE(begun.Wait());
+    const UtilsLib::Platform::UniqueHandle owned(OpenThread(THREAD_ALL_ACCESS, FALSE, id));
+    EXPECT_TRUE(owned);
+    const HANDLE thread = owned.Get();
     SuspendThread(thread);
     CONTEXT context = {};
     context.ContextFlags = CONTEXT_CONTROL;
