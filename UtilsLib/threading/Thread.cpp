@@ -119,16 +119,18 @@ void Thread::Start()
 
 void Thread::Shutdown()
 {
+    if (IsCurrentThread())
+    {
+        // It may end the process and so destroy its own static object: waiting for itself would never end. The handles
+        // are the owner's, who may not even have stored them yet.
+        Store(m_stop, true);
+        return;
+    }
     if (m_thread == INVALID_HANDLE_VALUE)
     {
         return;
     }
     Store(m_stop, true);
-    if (GetCurrentThreadId() == Load(m_threadId))
-    {
-        // The thread ends the process and so destroys its own static object: waiting for itself would never end.
-        return;
-    }
     // At process exit Windows ends all threads before a DLL's statics are destroyed: the done event never comes, but
     // the thread's own handle is signalled.
     const HANDLE ends[] = {m_doneEvent, m_thread};
@@ -181,6 +183,11 @@ void Thread::InterruptibleSleep(unsigned int milliseconds, const std::atomic<boo
         TimeService::Get().Sleep(kSleepStep);
     };
     InSteps(milliseconds, ended, step);
+}
+
+bool Thread::IsCurrentThread() const
+{
+    return Load(m_phase) == Phase::Begun && GetThreadId() == GetCurrentThreadId();
 }
 
 void Thread::Describe() const

@@ -81,6 +81,8 @@ private:
         Over     // the thread has left the monitor
     };
 
+    /// Whether this is called by the thread itself, before it is over.
+    bool IsCurrentThread() const;
     /// Gives the monitor the thread's name.
     void Describe() const;
     void WaitUntilBegun() const;

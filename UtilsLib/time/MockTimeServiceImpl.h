@@ -14,7 +14,8 @@ class UTILSLIB_API MockTimeServiceImpl : public ITimeServiceImpl
 public:
     /// Calls the sleep callback with `milliseconds`, if one is set.
     void Sleep(unsigned int milliseconds) const override;
-    /// As `Sleep`; then an operating-system sleep of 0 ms, so that queued asynchronous calls still run when `alertable`.
+    /// As `Sleep`; then an operating-system sleep of 0 ms, so that queued asynchronous calls still run when
+    /// `alertable`.
     void SleepEx(unsigned int milliseconds, bool alertable) override;
     unsigned long long GetTime() const override;
 

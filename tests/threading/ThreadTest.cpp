@@ -613,6 +613,22 @@ TEST(ThreadTest, ShutdownOnTheThreadItselfOnlyRaisesTheFlag)
     EXPECT_EQ(FieldsOf(worker).thread, INVALID_HANDLE_VALUE);
 }
 
+TEST(ThreadTest, ShutdownOnTheThreadItselfMayComeBeforeStartReturns)
+{
+    Gate returned;
+    Worker worker([&](Worker& self) {
+        self.Shutdown();
+        returned.Open();
+    });
+    ms_beforeReturn = &returned;
+    const ImportPatch late("KERNEL32.dll", "CreateThread", &ThreadWhoseStarterFallsBehind);
+
+    worker.Start();
+
+    EXPECT_TRUE(worker.StopRequested());
+    EXPECT_TRUE(worker.HasThread());
+}
+
 TEST(ThreadTest, ThreadStartedAfterAShutdownSkipsThreadProc)
 {
     std::atomic<int> runs = 0;
