@@ -1,4 +1,5 @@
 #include <UtilsLib/WindowsTypes.h>
+#include <UtilsLib/platform/UniqueHandle.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,37 +16,48 @@ namespace
 constexpr unsigned long long kLimit = 60'000; // ms for one test
 constexpr UINT kHung = 99;
 
-/// Ends the run when one test takes longer than the limit: a hang must name its test.
-class Watchdog : public testing::EmptyTestEventListener
+std::atomic<unsigned long long> g_started = 0; // when the running test began, in ms; 0 between tests
+
+class NoteStarts : public testing::EmptyTestEventListener
+{
+    void OnTestStart(const testing::TestInfo&) override
+    {
+        g_started = GetTickCount64();
+    }
+    void OnTestEnd(const testing::TestInfo&) override
+    {
+        g_started = 0;
+    }
+};
+
+/// Ends the run when one test takes longer than the limit: a hang must name its test. Its thread ends before main
+/// does, because a process that ends under a sleeping thread crashes now and then.
+class Watchdog
 {
 public:
-    Watchdog()
+    Watchdog() : m_over(CreateEventA(nullptr, TRUE, FALSE, nullptr)), m_thread(&Watchdog::Watch, this)
     {
-        std::thread(&Watch).detach();
         // A thread that is starting opens handles: tests that count them must not see it.
-        while (!ms_watching)
+        while (!m_watching)
         {
             Sleep(1);
         }
     }
+    ~Watchdog()
+    {
+        SetEvent(m_over.Get());
+        m_thread.join();
+    }
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
 
 private:
-    void OnTestStart(const testing::TestInfo&) override
+    void Watch()
     {
-        ms_started = GetTickCount64();
-    }
-    void OnTestEnd(const testing::TestInfo&) override
-    {
-        ms_started = 0;
-    }
-
-    static void Watch()
-    {
-        ms_watching = true;
-        for (;;)
+        m_watching = true;
+        while (WaitForSingleObject(m_over.Get(), 500) == WAIT_TIMEOUT)
         {
-            Sleep(500);
-            const unsigned long long started = ms_started;
+            const unsigned long long started = g_started;
             if (started != 0 && GetTickCount64() > started + kLimit)
             {
                 const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
@@ -56,9 +68,9 @@ private:
         }
     }
 
-    // Static, because the thread outlives this object at the end of the process.
-    static inline std::atomic<bool> ms_watching = false;
-    static inline std::atomic<unsigned long long> ms_started = 0; // when the running test began; 0 between tests
+    UtilsLib::Platform::UniqueHandle m_over;
+    std::atomic<bool> m_watching = false;
+    std::thread m_thread;
 };
 
 /// GoogleTest's first trace and the run-time's first exception open handles that stay. Tests that count handles must
@@ -84,6 +96,7 @@ int main(int argc, char** argv)
     _tzset();
     testing::InitGoogleMock(&argc, argv);
     OpenLazyHandles();
-    testing::UnitTest::GetInstance()->listeners().Append(new Watchdog); // owned by GoogleTest
+    testing::UnitTest::GetInstance()->listeners().Append(new NoteStarts); // owned by GoogleTest
+    const Watchdog watchdog;
     return RUN_ALL_TESTS();
 }
