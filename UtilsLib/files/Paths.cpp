@@ -9,6 +9,7 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -95,9 +96,16 @@ std::string Paths::CombinePaths(std::string first, std::string second)
     StringUtils::TrimEnd(first, kSeparators);
     first += kSeparator;
     StringUtils::TrimStart(second, kSeparators);
-    char buffer[MAX_PATH] = "";
-    const char* const combined = PathCombineA(buffer, first.c_str(), second.c_str());
-    return combined == nullptr ? std::string() : std::string(combined);
+    // On a code page of double bytes the result may outgrow the buffer. It then comes cut, as a success, and without a
+    // terminator of its own.
+    char buffer[MAX_PATH];
+    std::memset(buffer, 'x', sizeof(buffer));
+    if (PathCombineA(buffer, first.c_str(), second.c_str()) == nullptr ||
+        std::memchr(buffer, '\0', sizeof(buffer)) == nullptr)
+    {
+        return {};
+    }
+    return buffer;
 }
 
 std::string Paths::RemoveLastBackslashAndToLower(const std::string& path)

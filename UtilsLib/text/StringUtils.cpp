@@ -8,11 +8,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace UtilsLib
@@ -23,14 +25,16 @@ namespace
 
 constexpr unsigned int kAsciiEnd = 0x80;
 
+/// Whether every character is ASCII and none is zero.
 template <typename Character>
-bool IsAscii(const std::basic_string_view<Character>& text)
+bool IsPlainAscii(const std::basic_string<Character>& text)
 {
-    // All bits of the text together: without a branch a character, the loop takes several at a time.
-    unsigned int bits = 0;
+    using Bits = std::make_unsigned_t<Character>;
+    // Without a branch a character, so that the loop takes several at a time. Zero less one has all bits.
+    Bits bits = 0;
     for (const Character character : text)
     {
-        bits |= static_cast<unsigned int>(character);
+        bits |= static_cast<Bits>(character | (character - 1));
     }
     return bits < kAsciiEnd;
 }
@@ -101,8 +105,16 @@ void StringUtils::ToLower(std::string& s)
 
 void StringUtils::Canonicalize(std::string& path)
 {
-    char buffer[MAX_PATH] = "";
-    if (!path.empty() && PathCanonicalizeA(buffer, path.c_str()) && buffer[0] != '\0')
+    if (path.empty())
+    {
+        return;
+    }
+    // On a code page of double bytes the result may outgrow the buffer. It then comes cut, as a success, and without a
+    // terminator of its own.
+    char buffer[MAX_PATH];
+    std::memset(buffer, 'x', sizeof(buffer));
+    if (PathCanonicalizeA(buffer, path.c_str()) && std::memchr(buffer, '\0', sizeof(buffer)) != nullptr &&
+        buffer[0] != '\0')
     {
         path = buffer;
     }
@@ -120,10 +132,9 @@ void StringUtils::TrimEnd(std::string& s, const std::string& chars)
 
 std::wstring StringUtils::ToUnicode(const std::string& s)
 {
-    const std::string_view text(s.c_str());
-    if (IsAscii(text) && AsciiNeedsNoConversion())
+    if (IsPlainAscii(s) && AsciiNeedsNoConversion())
     {
-        return {text.begin(), text.end()};
+        return {s.data(), s.data() + s.size()};
     }
     const int size = static_cast<int>(s.size() + 1);
     std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, s.c_str(), size, nullptr, 0)), L'\0');
@@ -134,12 +145,9 @@ std::wstring StringUtils::ToUnicode(const std::string& s)
 
 std::string StringUtils::FromUnicode(const std::wstring& s)
 {
-    const std::wstring_view text(s.c_str());
-    if (IsAscii(text) && AsciiNeedsNoConversion())
+    if (IsPlainAscii(s) && AsciiNeedsNoConversion())
     {
-        std::string narrow(text.size(), '\0');
-        std::transform(text.begin(), text.end(), narrow.begin(), [](wchar_t unit) { return static_cast<char>(unit); });
-        return narrow;
+        return {s.data(), s.data() + s.size()};
     }
     const int size = static_cast<int>(s.size() + 1);
     std::string narrow(

@@ -45,6 +45,12 @@ BOOL WINAPI FailToGetComputerName(char*, DWORD*)
     return FALSE;
 }
 
+char* WINAPI CombineWithoutAnEnd(char* buffer, const char*, const char*)
+{
+    std::fill_n(buffer, MAX_PATH, 'x');
+    return buffer;
+}
+
 int g_frees = 0;
 std::wstring g_folder;
 GUID g_asked;
@@ -158,6 +164,13 @@ TEST(PathsTest, CombinePathsGivesUpTo259CharactersAndNothingBeyond)
     EXPECT_EQ(Paths::CombinePaths(std::string(258, 'n'), "x"), "");
     EXPECT_EQ(Paths::CombinePaths(std::string(100'000, 'n'), "x"), "");
     EXPECT_EQ(Paths::CombinePaths("x", std::string(100'000, 'n')), "");
+}
+
+TEST(PathsTest, CombinePathsGivesNothingWhenTheShellsAnswerHasNoEnd)
+{
+    const ImportPatch overlong("SHLWAPI.dll", "PathCombineA", &CombineWithoutAnEnd);
+
+    EXPECT_EQ(Paths::CombinePaths("c:\\a", "b"), "");
 }
 
 TEST(PathsTest, RemoveLastBackslashAndToLowerRemovesOneOnly)

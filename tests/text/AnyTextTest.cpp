@@ -118,7 +118,12 @@ TEST_F(AnyTextTest, ConversionsAreThePlatforms)
         const std::wstring wide = StringUtils::ToUnicode(text);
 
         ASSERT_EQ(wide, std::wstring(expected.data()));
-        ASSERT_EQ(StringUtils::FromUnicode(wide).size(), wide.size()); // on a page of single bytes
+
+        std::vector<char> back(2 * wide.size() + 1);
+        ASSERT_NE(WideCharToMultiByte(CP_ACP, 0, wide.c_str(), static_cast<int>(wide.size() + 1), back.data(),
+                                      static_cast<int>(back.size()), nullptr, nullptr),
+                  0);
+        ASSERT_EQ(StringUtils::FromUnicode(wide), std::string(back.data()));
     }
 }
 

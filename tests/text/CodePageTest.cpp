@@ -1,11 +1,13 @@
 // The conversions in the ANSI code page of the environment that the program is started in.
 #include <UtilsLib/WindowsTypes.h>
+#include <UtilsLib/files/Paths.h>
 #include <UtilsLib/text/StringUtils.h>
 
 #include <gtest/gtest.h>
 
 #include <map>
 
+using UtilsLib::Paths;
 using UtilsLib::StringUtils;
 using namespace std::string_literals;
 
@@ -93,6 +95,35 @@ TEST(CodePageTest, EveryUnitIsWhatThePlatformMakesOfIt)
         const std::wstring text = {L'a', static_cast<wchar_t>(unit), L'b'};
         ASSERT_EQ(StringUtils::FromUnicode(text), Narrowed(text)) << unit; // halves of surrogate pairs among them
     }
+}
+
+TEST(CodePageTest, LongTextsAreConvertedWhole)
+{
+    std::string narrow;
+    std::wstring wide;
+    for (int i = 0; i < 300'000; ++i)
+    {
+        narrow += CurrentPage().narrow;
+        wide += CurrentPage().wide;
+    }
+
+    EXPECT_EQ(StringUtils::ToUnicode(narrow), wide);
+    EXPECT_EQ(StringUtils::FromUnicode(wide), narrow);
+}
+
+TEST(CodePageTest, PathsOfMoreBytesThanThePlatformsLimitAreRefusedThoughTheyHaveFewerCharacters)
+{
+    std::string name; // of fewer than 260 characters on a page of double bytes
+    while (name.size() < 300)
+    {
+        name += CurrentPage().narrow;
+    }
+    std::string path = "c:\\" + name;
+
+    StringUtils::Canonicalize(path);
+
+    EXPECT_EQ(path, "c:\\" + name);
+    EXPECT_EQ(Paths::CombinePaths("c:\\", name), "");
 }
 
 TEST(CodePageTest, AnIncompleteCharacterAtTheEndIsHarmless)
