@@ -382,7 +382,7 @@ TEST_F(LiveRegSettingsCycleTest, CallbacksRunOnTheThreadThatReads)
 
 // --- The whole life, by the system's own clock
 
-TEST(LiveRegSettingsThreadTest, TheCacheIsFreshSoonAfterTheStartAndTheThreadStopsWithinASecond)
+TEST(LiveRegSettingsThreadTest, TheCacheIsFreshSoonAfterTheStartAndTheThreadStopsLongBeforeItsNextRead)
 {
     const ScopedMachineHive machine;
     LiveRegSettings& settings = LiveRegSettings::GetInstance();
@@ -395,7 +395,7 @@ TEST(LiveRegSettingsThreadTest, TheCacheIsFreshSoonAfterTheStartAndTheThreadStop
     EXPECT_TRUE(Eventually([] { return ReadsAs(5); }));
     const auto asked = std::chrono::steady_clock::now();
     settings.Shutdown();
-    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::milliseconds(1500));
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(10));
     EXPECT_TRUE(Eventually([handles] { return TestSupport::OpenHandles() <= handles; }));
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <ctime>
 #include <thread>
 #include <type_traits>
@@ -76,8 +77,8 @@ TEST_F(TimeServiceTest, RealSleepsAreBackAtOnceAfterTheMock)
 
     TimeService::EnableMock(false);
     const unsigned long long again = GetTickCount64();
-    TimeService::Get().Sleep(100);
-    EXPECT_GE(GetTickCount64() - again, 90u);
+    TimeService::Get().Sleep(200);
+    EXPECT_GE(GetTickCount64() - again, 100u); // not at once; a coarse clock may miss some of it
 }
 
 TEST_F(TimeServiceTest, MaySwitchWhileAnotherThreadReads)
