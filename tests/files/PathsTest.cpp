@@ -47,7 +47,7 @@ BOOL WINAPI FailToGetComputerName(char*, DWORD*)
 
 char* WINAPI CombineWithoutAnEnd(char* buffer, const char*, const char*)
 {
-    std::fill_n(buffer, MAX_PATH, 'x');
+    std::fill_n(buffer, MAX_PATH - 1, 'x'); // cut before a character of two bytes
     return buffer;
 }
 

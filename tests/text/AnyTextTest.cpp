@@ -24,7 +24,7 @@ using namespace std::string_literals;
 namespace
 {
 
-constexpr int kRounds = 4000;
+constexpr int kRounds = 2000;
 
 class AnyTextTest : public testing::Test
 {

@@ -143,7 +143,7 @@ BOOL WINAPI CanonicalizeToNothing(char* buffer, const char*)
 
 BOOL WINAPI CanonicalizeWithoutAnEnd(char* buffer, const char*)
 {
-    std::fill_n(buffer, MAX_PATH, 'x');
+    std::fill_n(buffer, MAX_PATH - 1, 'x'); // cut before a character of two bytes
     return TRUE;
 }
 
