@@ -464,11 +464,18 @@ bool CompressionLib::DecompressFile_Legacy(const std::string& source, const std:
 
 void CompressionLib::CompressFile(std::string& path)
 {
-    const std::string temporary = path + ".temp";
-    if (CompressFile(path, temporary))
+    try
     {
-        DeleteFileA(path.c_str());
-        MoveFileA(temporary.c_str(), path.c_str());
+        const std::string temporary = path + ".temp";
+        if (CompressFile(path, temporary))
+        {
+            DeleteFileA(path.c_str());
+            MoveFileA(temporary.c_str(), path.c_str());
+        }
+    }
+    catch (const std::exception&)
+    {
+        // No memory for the name: a failure like the others, with nothing touched.
     }
 }
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -33,6 +34,14 @@ constexpr std::string_view kAllowedLogs[] = {"c:\\rfsdk log_v22.txt", "c:\\rfsdk
                                              "c:\\rfsdk log_v25.txt"};
 
 constexpr GUID kProgramData = {0x62AB5D82, 0xFDC1, 0x4DC3, {0xA9, 0xDD, 0x07, 0x0D, 0x1D, 0x49, 0x5D, 0x97}};
+
+struct FreeTaskMemory
+{
+    void operator()(void* memory) const
+    {
+        CoTaskMemFree(memory);
+    }
+};
 
 bool Contains(const std::string& text, std::string_view part)
 {
@@ -179,9 +188,8 @@ std::string Paths::GetSpecialFolderPath(GUID folder)
 {
     wchar_t* path = nullptr;
     SHGetKnownFolderPath(folder, 0, nullptr, &path);
-    const std::string narrow = path == nullptr ? std::string() : StringUtils::FromUnicode(path);
-    CoTaskMemFree(path);
-    return narrow;
+    const std::unique_ptr<wchar_t, FreeTaskMemory> owner(path);
+    return path == nullptr ? std::string() : StringUtils::FromUnicode(path);
 }
 
 std::string Paths::CreateProgramDataDatabaseFolder()

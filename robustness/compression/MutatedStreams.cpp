@@ -2,8 +2,8 @@
 #include <UtilsLib/compression/CompressionLib.h>
 
 #include <robustness/RandomRun.h>
-#include <tests/compression/AllocationFault.h>
 #include <tests/compression/ZlibReference.h>
+#include <tests/support/AllocationFault.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+using TestSupport::AllocationFault;
 using TestSupport::OpenHandles;
 using TestSupport::TempFolder;
 using UtilsLib::CompressionLib;
@@ -34,19 +35,29 @@ Bytes WithHeaderFields(Bytes gzip)
     return gzip;
 }
 
-std::vector<Bytes> Streams(Container container)
+/// What is damaged.
+struct Streams
 {
-    std::vector<Bytes> streams;
-    for (const Bytes& data : {Bytes{}, Bytes{'x'}, Text(100), Text(1500), Noise(300), Zeros(1000), Text(6000),
-                              Zeros(kBuffer), Zeros(kBuffer + 700)})
+    std::vector<Bytes> small;
+    std::vector<Bytes> large; // of whole buffers: each takes as long as fifty small ones
+};
+
+Streams StreamsOf(Container container)
+{
+    Streams streams;
+    for (const Bytes& data : {Bytes{}, Bytes{'x'}, Text(100), Text(1500), Noise(300), Zeros(1000), Text(6000)})
     {
-        streams.push_back(Deflated(data, container));
+        streams.small.push_back(Deflated(data, container));
     }
     if (container == Container::Gzip)
     {
-        streams.push_back(WithHeaderFields(Deflated(Text(200))));
-        streams.push_back(Deflated(Text(50)));
-        streams.back().insert(streams.back().end(), streams[2].begin(), streams[2].end());
+        streams.small.push_back(WithHeaderFields(Deflated(Text(200))));
+        streams.small.push_back(Deflated(Text(50)));
+        streams.small.back().insert(streams.small.back().end(), streams.small[2].begin(), streams.small[2].end());
+    }
+    for (const std::size_t size : {kBuffer, kBuffer + 700})
+    {
+        streams.large.push_back(Deflated(Zeros(size), container));
     }
     return streams;
 }
@@ -55,7 +66,7 @@ std::vector<Bytes> Streams(Container container)
 class Mutator
 {
 public:
-    Mutator(const std::vector<Bytes>& streams, unsigned int seed) : m_streams(streams), m_random(seed)
+    Mutator(const Streams& streams, unsigned int seed) : m_streams(streams), m_random(seed)
     {
     }
 
@@ -76,7 +87,8 @@ private:
     }
     const Bytes& Any()
     {
-        return m_streams[Below(m_streams.size())];
+        const std::vector<Bytes>& streams = Below(16) == 0 ? m_streams.large : m_streams.small;
+        return streams[Below(streams.size())];
     }
     Bytes::iterator At(Bytes& bytes)
     {
@@ -128,7 +140,7 @@ private:
         }
     }
 
-    const std::vector<Bytes>& m_streams;
+    const Streams& m_streams;
     std::mt19937 m_random;
 };
 
@@ -185,7 +197,7 @@ bool ReachesEnd(const Bytes& input, Container container)
 TEST(MutatedStreams, PayloadsAreAnsweredAsZlibDoes)
 {
     const RandomRun run(100'000);
-    const std::vector<Bytes> streams = Streams(Container::Gzip);
+    const Streams streams = StreamsOf(Container::Gzip);
     unsigned int inflated = 0;
     std::string complaint;
     const AllocationFault allocations; // counts only
@@ -223,7 +235,7 @@ TEST(MutatedStreams, FilesAreAnsweredAsZlibDoes)
     unsigned int succeeded = 0;
     for (const Container container : {Container::Gzip, Container::Zlib})
     {
-        const std::vector<Bytes> streams = Streams(container);
+        const Streams streams = StreamsOf(container);
         for (unsigned int round = 0; round < run.rounds; ++round)
         {
             SCOPED_TRACE(round);

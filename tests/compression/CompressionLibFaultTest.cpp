@@ -2,8 +2,8 @@
 
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
-#include <tests/compression/AllocationFault.h>
 #include <tests/compression/ZlibReference.h>
+#include <tests/support/AllocationFault.h>
 #include <tests/support/ChildProcess.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
@@ -17,6 +17,7 @@
 #include <io.h>
 #include <string>
 
+using TestSupport::AllocationFault;
 using TestSupport::ChildProcess;
 using TestSupport::ImportPatch;
 using TestSupport::OpenHandles;
@@ -461,6 +462,28 @@ TEST(CompressionLibInPlaceTest, AFailureBeforeTheDeletionLeavesTheFileAsItWas)
         EXPECT_GE(failures, 2);
     }
     EXPECT_EQ(OpenHandles(), handles);
+}
+
+TEST(CompressionLibInPlaceTest, WhenMemoryIsShortTheFileStaysAsItWasAndNothingIsThrown)
+{
+    const TempFolder folder;
+    folder.Write("file", "content");
+    std::string path = folder / "file";
+    int failures = 0;
+    for (bool happened = true; happened; failures += happened ? 1 : 0)
+    {
+        SCOPED_TRACE(failures);
+        {
+            const AllocationFault memory(failures + 1);
+            EXPECT_NO_THROW(CompressionLib::CompressFile(path));
+            happened = memory.Happened();
+            EXPECT_EQ(memory.Live(), 0);
+        }
+        EXPECT_EQ(folder.Read("file") == "content", happened);
+        ASSERT_TRUE(failures != 0 || !folder.Exists("file.temp")); // the first is the temporary file's name
+    }
+    EXPECT_GE(failures, 3); // that name, zlib's state and its window at least
+    EXPECT_EQ(Inflated(folder.Read("file")), "content");
 }
 
 TEST(CompressionLibInPlaceTest, AFailedDeletionLeavesTheFileAndTheWholeTemporaryFile)

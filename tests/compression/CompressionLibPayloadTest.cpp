@@ -1,8 +1,8 @@
 #include <UtilsLib/compression/CompressionLib.h>
 
-#include <tests/compression/AllocationFault.h>
 #include <tests/compression/ZlibReference.h>
 #include <tests/compression/data/ForeignGzip.h>
+#include <tests/support/AllocationFault.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+using TestSupport::AllocationFault;
 using TestSupport::OpenHandles;
 using TestSupport::TempFolder;
 using UtilsLib::CompressionLib;

@@ -3,6 +3,7 @@
 #include <UtilsLib/system/HelperUtils.h>
 #include <UtilsLib/text/StringUtils.h>
 
+#include <tests/support/AllocationFault.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/TempFolder.h>
 
@@ -12,8 +13,10 @@
 
 #include <algorithm>
 #include <clocale>
+#include <new>
 #include <regex>
 
+using TestSupport::AllocationFault;
 using TestSupport::ImportPatch;
 using TestSupport::TempFolder;
 using UtilsLib::HelperUtils;
@@ -383,6 +386,18 @@ TEST(PathsTest, GetSpecialFolderPathNarrowsThePathAndFreesIt)
 
     EXPECT_EQ(Paths::GetSpecialFolderPath(kNoFolder), "C:\\Z\xFCrich ?");
     EXPECT_TRUE(IsEqualGUID(g_asked, kNoFolder));
+    EXPECT_EQ(g_frees, 1);
+}
+
+TEST(PathsTest, GetSpecialFolderPathFreesThePathWhenMemoryIsShort)
+{
+    const ImportPatch give("SHELL32.dll", "SHGetKnownFolderPath", &GiveFolder);
+    const ImportPatch count("ole32.dll", "CoTaskMemFree", &CountFree);
+    g_folder = L"C:\\A path of more letters than a string holds by itself";
+    g_frees = 0;
+    const AllocationFault memory(1);
+
+    EXPECT_THROW(Paths::GetSpecialFolderPath(kNoFolder), std::bad_alloc);
     EXPECT_EQ(g_frees, 1);
 }
 

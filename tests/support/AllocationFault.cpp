@@ -1,6 +1,9 @@
-#include <tests/compression/AllocationFault.h>
+#include <tests/support/AllocationFault.h>
 
 #include <cstdlib>
+
+namespace TestSupport
+{
 
 namespace
 {
@@ -67,3 +70,5 @@ void* AllocationFault::Second() const
 {
     return g_second;
 }
+
+} // namespace TestSupport

@@ -4,6 +4,9 @@
 
 #include <cstddef>
 
+namespace TestSupport
+{
+
 /// Counts the heap blocks that UtilsLib.dll (zlib in it) and the C++ run-time take, and refuses one of them on demand,
 /// until scope end. One at a time; no other thread may allocate meanwhile.
 class AllocationFault
@@ -23,8 +26,10 @@ public:
     void* Second() const;
 
 private:
-    TestSupport::ImportPatch m_libraryMalloc;
-    TestSupport::ImportPatch m_libraryFree;
-    TestSupport::ImportPatch m_runtimeMalloc;
-    TestSupport::ImportPatch m_runtimeFree;
+    ImportPatch m_libraryMalloc;
+    ImportPatch m_libraryFree;
+    ImportPatch m_runtimeMalloc;
+    ImportPatch m_runtimeFree;
 };
+
+} // namespace TestSupport
