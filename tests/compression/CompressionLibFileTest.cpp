@@ -208,6 +208,13 @@ TEST(CompressionLibFileTest, TheSourceUnderAnotherSpellingIsRefusedWithoutTouchi
     EXPECT_EQ(OpenHandles(), handles);
 }
 
+TEST(CompressionLibFileTest, NamesThatDifferInLetterCaseAreNotIdentical)
+{
+    // The one name that can be read and written at the same time; it is empty.
+    EXPECT_TRUE(CompressionLib::CompressFile("NUL", "nul"));
+    EXPECT_FALSE(CompressionLib::CompressFile("NUL", "NUL"));
+}
+
 TEST(CompressionLibFileTest, ASourceThatAnotherProgramWritesIsStillRead)
 {
     const TempFolder folder;
