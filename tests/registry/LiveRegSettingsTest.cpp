@@ -11,7 +11,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -90,16 +93,17 @@ protected:
         m_machine.Delete(name);
         m_settings.Read();
     }
-    /// Whether another thread gets a setting now; waits at most `limit` for it.
-    bool OthersCanRead(std::chrono::milliseconds limit)
+
+    /// Whether another thread gets a setting now, within some seconds.
+    static bool OthersCanRead()
     {
         const auto gate = std::make_shared<Gate>();
-        std::thread([this, gate] {
+        std::thread([gate] {
             unsigned long value = 0;
-            m_settings.GetRegSetting(kFirst, value);
+            LiveRegSettings::GetInstance().GetRegSetting(kFirst, value);
             gate->Open();
         }).detach();
-        return gate->Wait(limit);
+        return gate->Wait();
     }
 
     ScopedMachineHive m_machine;
@@ -487,14 +491,37 @@ TEST_F(LiveRegSettingsTest, AReadInsideACallbackFiresForWhatChangedSince)
 
 TEST_F(LiveRegSettingsTest, TheLockIsHeldWhileACallbackRunsAndFreeAfterwards)
 {
-    bool held = false;
-    m_settings.RegisterRegSettingChanged(
-        kFirst, [&](const std::string&) { held = !OthersCanRead(std::chrono::milliseconds(100)); });
+    const std::function<void()> calls[] = {
+        [this] {
+            unsigned long value = 0;
+            m_settings.GetRegSetting(kFirst, value);
+        },
+        [this] { m_settings.Read(); },
+        [this] { m_settings.RegisterRegSettingChanged(kSecond, [](const std::string&) {}); },
+    };
+    Gate over[std::size(calls)];
+    std::vector<std::thread> others;
+    m_settings.RegisterRegSettingChanged(kFirst, [&](const std::string&) {
+        for (std::size_t i = 0; i < std::size(calls); ++i)
+        {
+            Gate begun;
+            others.emplace_back([&, i] {
+                begun.Open();
+                calls[i]();
+                over[i].Open();
+            });
+            EXPECT_TRUE(begun.Wait());
+            EXPECT_FALSE(over[i].Wait(std::chrono::milliseconds(50))) << i;
+        }
+    });
 
     SetAndRead(kFirst, 1);
 
-    EXPECT_TRUE(held);
-    EXPECT_TRUE(OthersCanRead(std::chrono::seconds(5)));
+    for (std::size_t i = 0; i < std::size(calls); ++i)
+    {
+        EXPECT_TRUE(over[i].Wait()) << i;
+        others[i].join();
+    }
 }
 
 TEST_F(LiveRegSettingsTest, SetNeedsNoLock)
@@ -526,7 +553,7 @@ TEST_F(LiveRegSettingsTest, AnExceptionOfACallbackLeavesReadWithTheLockFreeAndTh
 
     EXPECT_THROW(m_settings.Read(), std::runtime_error);
 
-    EXPECT_TRUE(OthersCanRead(std::chrono::seconds(5)));
+    EXPECT_TRUE(OthersCanRead());
     EXPECT_EQ(Cached(kFirst), 1u);
     EXPECT_EQ(Cached(kSecond), 2u);
     EXPECT_THAT(m_fired, ElementsAre("disable_udp a"));
@@ -544,7 +571,7 @@ TEST_F(LiveRegSettingsTest, AnExceptionOfAnyTypeLeavesRead)
 
     EXPECT_THROW(m_settings.Read(), int);
 
-    EXPECT_TRUE(OthersCanRead(std::chrono::seconds(5)));
+    EXPECT_TRUE(OthersCanRead());
 }
 
 TEST_F(LiveRegSettingsTest, AnEmptyCallbackRaisesBadFunctionCallOutOfReadAtAChange)
@@ -555,7 +582,7 @@ TEST_F(LiveRegSettingsTest, AnEmptyCallbackRaisesBadFunctionCallOutOfReadAtAChan
 
     EXPECT_THROW(m_settings.Read(), std::bad_function_call);
 
-    EXPECT_TRUE(OthersCanRead(std::chrono::seconds(5)));
+    EXPECT_TRUE(OthersCanRead());
     EXPECT_EQ(Cached(kFirst), 1u);
 }
 

@@ -1,12 +1,19 @@
 #include <UtilsLib/threading/ThreadMonitor.h>
 
+#include <tests/support/Gate.h>
+
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <iterator>
+#include <map>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
+using TestSupport::Gate;
+using UtilsLib::Lock;
 using UtilsLib::ThreadMonitor;
 using UtilsLib::ThreadState;
 
@@ -26,6 +33,12 @@ constexpr unsigned int kSecond = 0xFFFFFFF2;
 ThreadMonitor& Monitor()
 {
     return ThreadMonitor::GetInstance();
+}
+
+/// The monitor's own lock: it stands behind the register.
+Lock& MonitorLock()
+{
+    return *reinterpret_cast<Lock*>(reinterpret_cast<char*>(&Monitor()) + sizeof(std::map<unsigned int, ThreadState>));
 }
 
 class ThreadMonitorTest : public testing::Test
@@ -138,6 +151,35 @@ TEST_F(ThreadMonitorTest, SnapshotsAreCopies)
 
     EXPECT_TRUE(snapshot.empty());
     ExpectState(Monitor().GetThreadStatus().at(kFirst), "worker", true, 0);
+}
+
+TEST_F(ThreadMonitorTest, EveryOperationOfAnotherThreadWaitsForTheLock)
+{
+    const std::function<void()> operations[] = {
+        [] { Monitor().ThreadStarted(kFirst); },
+        [] { Monitor().ThreadStopped(kFirst); },
+        [] { Monitor().SetThreadDescription(kFirst, "worker"); },
+        [] { Monitor().ThreadCheckedShutdownStatus(kFirst, 1); },
+        [] { Monitor().GetThreadStatus(); },
+    };
+    for (std::size_t i = 0; i < std::size(operations); ++i)
+    {
+        Gate begun;
+        Gate over;
+        MonitorLock().Acquire();
+        std::thread other([&, i] {
+            begun.Open();
+            operations[i]();
+            over.Open();
+        });
+        EXPECT_TRUE(begun.Wait());
+        EXPECT_FALSE(over.Wait(std::chrono::milliseconds(50))) << i;
+        operations[i](); // the holder itself does not wait
+        MonitorLock().Release();
+        EXPECT_TRUE(over.Wait()) << i;
+        other.join();
+        EXPECT_EQ(MonitorLock().GetOwningThreadId(), 0u) << i;
+    }
 }
 
 TEST_F(ThreadMonitorTest, ServesManyThreadsAtOnce)
