@@ -1,14 +1,12 @@
 #include <tests/support/OpenHandles.h>
 
 #include <UtilsLib/WindowsTypes.h>
+#include <UtilsLib/platform/LastErrorKeeper.h>
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tlhelp32.h>
-#include <winternl.h>
 
 #include <cstdint>
-#include <stdexcept>
-#include <vector>
 
 namespace TestSupport
 {
@@ -16,46 +14,24 @@ namespace TestSupport
 namespace
 {
 
-constexpr auto kSystemHandleInformation = static_cast<SYSTEM_INFORMATION_CLASS>(16);
-constexpr NTSTATUS kTooShort = static_cast<NTSTATUS>(0xC0000004);
-
-struct HandleEntry
-{
-    std::uint32_t processId;
-    std::uint8_t type;
-    std::uint8_t flags;
-    std::uint16_t handle;
-    void* object;
-    std::uint32_t access;
-};
-
-struct HandleTable
-{
-    std::uint32_t count;
-    HandleEntry entries[1];
-};
+// Handles are multiples of four, and the lowest free one is given out first: so long a gap is the end.
+constexpr unsigned int kLongestGap = 256;
 
 } // namespace
 
 unsigned long OpenHandles()
 {
-    std::vector<unsigned char> buffer(1 << 16);
-    ULONG needed = 0;
-    NTSTATUS status = 0;
-    while ((status = NtQuerySystemInformation(kSystemHandleInformation, buffer.data(),
-                                              static_cast<ULONG>(buffer.size()), &needed)) == kTooShort)
-    {
-        buffer.resize(buffer.size() * 2);
-    }
-    if (status != 0)
-    {
-        throw std::runtime_error("NtQuerySystemInformation failed");
-    }
-    const auto* const table = reinterpret_cast<const HandleTable*>(buffer.data());
+    // Each by itself. The system's list of the handles of all processes would be one call, but when that list is long,
+    // Wine's server has been seen to hang up on the thread that asks: it is then gone without a word.
+    const UtilsLib::Platform::LastErrorKeeper keep;
     unsigned long count = 0;
-    for (std::uint32_t i = 0; i < table->count; ++i)
+    unsigned int gap = 0;
+    for (std::uintptr_t value = 4; gap < kLongestGap; value += 4)
     {
-        count += table->entries[i].processId == GetCurrentProcessId() ? 1 : 0;
+        DWORD flags = 0;
+        const bool open = GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags);
+        count += open ? 1 : 0;
+        gap = open ? 0 : gap + 1;
     }
     return count;
 }
