@@ -27,7 +27,7 @@ public:
     ~File();
 
     /// CreateFile with these masks; the handle is not inheritable. False also when already open, which leaves the open
-    /// handle alone.
+    /// handle and the last error alone.
     bool Open(const unsigned long& access, const unsigned long& share, const unsigned long& creation,
               const unsigned long& flags);
     /// When the system refuses to close, the object stays open and the watcher is not told.

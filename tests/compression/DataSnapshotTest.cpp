@@ -2,7 +2,9 @@
 
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
+#include <tests/support/FieldsOf.h>
 #include <tests/support/FileFaults.h>
+#include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/SampleCompany.h>
@@ -26,6 +28,8 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using TestSupport::ContentsOf;
+using TestSupport::Eventually;
+using TestSupport::FieldsOf;
 using TestSupport::FileFaults;
 using TestSupport::ImportPatch;
 using TestSupport::OpenHandles;
@@ -40,6 +44,17 @@ namespace
 {
 
 using Folders = std::vector<std::string>;
+
+struct Fields
+{
+    std::string datasetPath;
+    std::string snapshotPath;
+    std::string backupName;
+    std::vector<std::shared_ptr<UtilsLib::Directory>> directories;
+    Folders recursiveFolders;
+    Folders flatFolders;
+    bool retain;
+};
 
 const Folders kAccounting = {
     "accdata",         "criteria",      "defaults",   "invoices",        "journals",      "memo",
@@ -175,6 +190,23 @@ TEST_F(DataSnapshotTest, ConstructionTouchesNothing)
         EXPECT_EQ(snapshot.GetBackupFilename(), "");
     }
     EXPECT_THAT(Left(), IsEmpty());
+}
+
+TEST_F(DataSnapshotTest, TheFieldsStandInTheirOrder)
+{
+    m_machine.SetDword("hx41svc_retainss", 1);
+    DataSnapshot snapshot(Company(), 0x4 | 0x8);
+    ASSERT_EQ(snapshot.Enumerate(Snapshots()), DataSnapshotStatus::Success);
+
+    const Fields& fields = FieldsOf<Fields>(snapshot);
+    EXPECT_EQ(fields.datasetPath, snapshot.GetDatasetPath());
+    EXPECT_EQ(fields.snapshotPath, snapshot.GetSnapshotPath());
+    EXPECT_EQ(fields.backupName, snapshot.GetBackupFilename());
+    EXPECT_EQ(fields.directories.size(), 7u);
+    EXPECT_THAT(fields.recursiveFolders,
+                ElementsAre("layouts", "labels", "letters", "template", "bitmaps", "accdata\\images"));
+    EXPECT_THAT(fields.flatFolders, ElementsAre(kCompanyFolder));
+    EXPECT_TRUE(fields.retain);
 }
 
 TEST_F(DataSnapshotTest, StatusValuesAreThoseOfTheSuite)
@@ -487,13 +519,14 @@ TEST_F(DataSnapshotTest, WithTheRetainSwitchOnTheSnapshotStays)
     m_machine.SetDword("hx41svc_retainss", 1);
     std::string path;
     {
-        DataSnapshot snapshot(Company(), 0);
+        DataSnapshot snapshot(Company(), 0x1);
         m_machine.SetDword("hx41svc_retainss", 0); // read at construction, once
         ASSERT_EQ(snapshot.Enumerate(Snapshots()), DataSnapshotStatus::Success);
         ASSERT_TRUE(snapshot.Execute(m_error));
         path = snapshot.GetSnapshotPath();
     }
     EXPECT_EQ(ContentsOf(path + "\\accdata"), ContentsOf(Company() + "\\accdata"));
+    EXPECT_EQ(ContentsOf(path).count("company.ini"), 1u) << "of the company's own folder";
 }
 
 TEST_F(DataSnapshotTest, WithTheRetainSwitchOnAnEmptySnapshotFolderIsStillRemoved)
@@ -596,8 +629,8 @@ TEST_F(DataSnapshotTest, ASecondEnumerateAddsASecondSnapshotAndLeavesTheFirstFol
         DataSnapshot snapshot(Company(), 0);
         ASSERT_EQ(snapshot.Enumerate(Snapshots()), DataSnapshotStatus::Success);
         first = snapshot.GetBackupFilename();
-        Sleep(20); // a name of its own
-        ASSERT_EQ(snapshot.Enumerate(Snapshots()), DataSnapshotStatus::Success);
+        // Refused until the clock gives a name of its own.
+        ASSERT_TRUE(Eventually([&] { return snapshot.Enumerate(Snapshots()) == DataSnapshotStatus::Success; }));
         ASSERT_NE(snapshot.GetBackupFilename(), first);
 
         EXPECT_TRUE(snapshot.Execute(m_error));

@@ -2,6 +2,7 @@
 
 #include <UtilsLib/WindowsTypes.h>
 
+#include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -11,9 +12,13 @@
 
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::OpenHandles;
 using UtilsLib::BatchFile;
@@ -45,12 +50,12 @@ HINSTANCE WINAPI NoteStart(HWND owner, LPCSTR verb, LPCSTR file, LPCSTR paramete
     return nullptr; // a failure, which nobody is told of
 }
 
-/// The second field of the object: nothing else shows it.
-const std::vector<std::string>& StoredLines(const BatchFile& batch)
+struct Fields
 {
-    const auto* const fields = reinterpret_cast<const char*>(&batch);
-    return *reinterpret_cast<const std::vector<std::string>*>(fields + sizeof(std::string));
-}
+    std::string name;
+    std::vector<std::string> lines;
+    std::shared_ptr<UtilsLib::ScopedTempFile> file;
+};
 
 /// A name of the test's own, whose file is gone before and after; the shell is a stand-in.
 class BatchFileTest : public testing::Test
@@ -109,6 +114,20 @@ TEST_F(BatchFileTest, WritesEachLineWithAWindowsLineEndClosesAndStartsTheFile)
     EXPECT_TRUE(g_closed);
 }
 
+TEST_F(BatchFileTest, TheFieldsStandInTheirOrder)
+{
+    BatchFile batch(m_name);
+    const BatchFile copy(batch);
+    batch.PushOp("echo 1");
+
+    const Fields& fields = FieldsOf<Fields>(batch);
+    EXPECT_EQ(fields.name, "");
+    EXPECT_THAT(fields.lines, ElementsAre("echo 1"));
+    ASSERT_NE(fields.file, nullptr);
+    EXPECT_EQ(fields.file->GetFilename(), TempFolderPath() + "\\" + m_name);
+    EXPECT_EQ(FieldsOf<Fields>(copy).file, fields.file);
+}
+
 // Kept: the stored lines change and the closed file is started as it is.
 TEST_F(BatchFileTest, ASecondExecuteWritesNothingAndStartsAgain)
 {
@@ -121,7 +140,7 @@ TEST_F(BatchFileTest, ASecondExecuteWritesNothingAndStartsAgain)
 
     EXPECT_EQ(Content(), "echo 1\r\n");
     EXPECT_EQ(g_started.size(), 2u);
-    EXPECT_THAT(StoredLines(batch), ElementsAre("echo 1\r\n\r\n", "echo 2\r\n"));
+    EXPECT_THAT(FieldsOf<Fields>(batch).lines, ElementsAre("echo 1\r\n\r\n", "echo 2\r\n"));
 }
 
 TEST_F(BatchFileTest, ALongerOldFileKeepsItsTail)

@@ -3,6 +3,7 @@
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tests/support/ChildProcess.h>
+#include <tests/support/FieldsOf.h>
 #include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
@@ -26,6 +27,7 @@ using testing::UnorderedElementsAre;
 using TestSupport::ChildProcess;
 using TestSupport::ContentsOf;
 using TestSupport::Eventually;
+using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
@@ -139,6 +141,18 @@ private:
     std::string m_link;
 };
 
+struct Fields
+{
+    std::string sourceRoot;
+    std::string relativeName;
+    std::string destinationRoot;
+    bool keep;
+    bool recursive;
+    std::vector<std::shared_ptr<Directory>> children;
+    std::vector<std::string> files;
+    std::vector<std::string> copiedFiles;
+};
+
 // What stand-ins of CopyFileA do; a test sets them.
 struct CopyScript
 {
@@ -225,6 +239,31 @@ TEST_F(DirectoryTest, ConstructionTouchesNothing)
     EXPECT_TRUE(directory.GetIsRecursive());
     EXPECT_THAT(directory.GetFiles(), IsEmpty());
     EXPECT_THAT(TargetTree(), IsEmpty());
+}
+
+TEST_F(DirectoryTest, TheFieldsStandInTheirOrderInChildrenToo)
+{
+    WriteTree();
+    Directory directory = Make("data", kKeep);
+    ASSERT_TRUE(directory.Execute(m_error));
+
+    const Fields& fields = FieldsOf<Fields>(directory);
+    EXPECT_EQ(fields.sourceRoot, m_root / "source");
+    EXPECT_EQ(fields.relativeName, "data");
+    EXPECT_EQ(fields.destinationRoot, m_root / "target");
+    EXPECT_TRUE(fields.keep);
+    EXPECT_TRUE(fields.recursive);
+    EXPECT_THAT(fields.files, UnorderedElementsAre("a.dat", "b.dat"));
+    EXPECT_THAT(fields.copiedFiles, ElementsAre(m_root / ("target\\data\\" + fields.files[0]),
+                                                m_root / ("target\\data\\" + fields.files[1])));
+    ASSERT_EQ(fields.children.size(), 1u);
+    const Fields& child = FieldsOf<Fields>(*fields.children[0]);
+    EXPECT_EQ(child.sourceRoot, m_root / "source\\data");
+    EXPECT_EQ(child.relativeName, "sub");
+    EXPECT_EQ(child.destinationRoot, m_root / "target\\data");
+    EXPECT_TRUE(child.keep);
+    EXPECT_TRUE(child.recursive);
+    EXPECT_THAT(child.copiedFiles, ElementsAre(m_root / "target\\data\\sub\\c.dat"));
 }
 
 TEST_F(DirectoryTest, TheRecursiveFlagIsWhatWasSet)

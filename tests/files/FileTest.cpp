@@ -1,6 +1,7 @@
 #include <UtilsLib/files/File.h>
 
 #include <tests/files/RecordingWatcher.h>
+#include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -16,6 +17,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
@@ -76,6 +78,17 @@ protected:
     TestSupport::TempFolder m_folder;
     RecordingWatcher m_watcher; // outlives the file
     std::optional<File> m_file;
+};
+
+struct Fields
+{
+    UtilsLib::IFileWatcher* watcher;
+    std::string path;
+    HANDLE handle;
+    bool writable;
+    unsigned long position;
+    unsigned long ownerThreadId;
+    long long id;
 };
 
 BOOL WINAPI RefuseToClose(HANDLE)
@@ -142,6 +155,28 @@ TEST_F(FileTest, LowerCaseFollowsTheCLibrarysLocale)
     std::setlocale(LC_CTYPE, "C");
 }
 
+TEST_F(FileTest, TheFieldsStandInTheirOrderAndAreResetByClose)
+{
+    const Fields& fields = FieldsOf<Fields>(*m_file);
+    EXPECT_EQ(fields.watcher, &m_watcher);
+    EXPECT_EQ(fields.path, m_file->GetPath());
+    EXPECT_EQ(fields.id, 7);
+    Open();
+    ASSERT_TRUE(m_file->Seek(5));
+    EXPECT_EQ(fields.handle, m_file->GetHandle());
+    EXPECT_TRUE(fields.writable);
+    EXPECT_EQ(fields.position, 5u);
+    EXPECT_EQ(fields.ownerThreadId, GetCurrentThreadId());
+
+    ASSERT_TRUE(m_file->Close());
+
+    EXPECT_EQ(fields.handle, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(fields.writable);
+    EXPECT_EQ(fields.position, 0u);
+    EXPECT_EQ(fields.ownerThreadId, 0u);
+    EXPECT_EQ(fields.id, 7);
+}
+
 TEST_F(FileTest, OpenPassesTheMasksOnAndTellsTheWatcherAfterwards)
 {
     bool wasOpen = false;
@@ -186,9 +221,11 @@ TEST_F(FileTest, ASecondOpenFailsAndLeavesTheFirstHandleAlone)
     Open(kReadWrite);
     void* const handle = m_file->GetHandle();
     const unsigned long open = OpenHandles();
+    SetLastError(ERROR_DISK_FULL);
 
     EXPECT_FALSE(m_file->Open(kRead, kShareAll, kOld, kNormal));
 
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_DISK_FULL}) << "nothing was asked of the system";
     EXPECT_EQ(m_file->GetHandle(), handle);
     EXPECT_TRUE(m_file->IsWritable());
     EXPECT_EQ(OpenHandles(), open);

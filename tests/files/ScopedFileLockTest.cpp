@@ -3,15 +3,21 @@
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tests/support/ChildProcess.h>
+#include <tests/support/FieldsOf.h>
+#include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <optional>
 
+using testing::ElementsAre;
 using TestSupport::ChildProcess;
+using TestSupport::FieldsOf;
+using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
 using TestSupport::TempFolder;
@@ -33,6 +39,21 @@ DWORD ErrorOfWriting(const std::string& path)
 {
     const UniqueFileHandle file = Open(path, GENERIC_WRITE);
     return file ? 0 : GetLastError();
+}
+
+struct Fields
+{
+    std::string folder;
+    std::vector<std::string> names;
+    std::vector<HANDLE> handles;
+};
+
+std::vector<HANDLE> g_closed;
+
+BOOL WINAPI NoteClosed(HANDLE handle)
+{
+    g_closed.push_back(handle);
+    return CloseHandle(handle);
 }
 
 } // namespace
@@ -76,18 +97,40 @@ TEST(ScopedFileLockTest, OthersMayReadButNeitherWriteNorDeleteUntilItIsGone)
     EXPECT_EQ(ErrorOfWriting(folder / "sub\\b.dat"), 0u);
 }
 
-TEST(ScopedFileLockTest, TheReadOnlyMarkIsTakenAwayForGood)
+TEST(ScopedFileLockTest, TheFieldsStandInTheirOrderAndTheHandlesAreClosedInTheirs)
 {
     TempFolder folder;
     folder.Write("a.dat", "1");
-    ASSERT_TRUE(SetFileAttributesA((folder / "a.dat").c_str(), FILE_ATTRIBUTE_READONLY));
+    folder.Write("b.dat", "2");
+    const ImportPatch noteClosed("KERNEL32.dll", "CloseHandle", &NoteClosed);
+    std::vector<HANDLE> held;
+    {
+        ScopedFileLock lock(folder.Path(), {"b.dat", "a.dat"});
+        const Fields& fields = FieldsOf<Fields>(lock);
+        EXPECT_EQ(fields.folder, folder.Path());
+        EXPECT_THAT(fields.names, ElementsAre("b.dat", "a.dat"));
+        ASSERT_TRUE(lock.LockFilesDenyWrite()) << LastErrorText("LockFilesDenyWrite");
+        held = fields.handles;
+        g_closed.clear();
+    }
+
+    EXPECT_EQ(held.size(), 2u);
+    EXPECT_EQ(g_closed, held);
+}
+
+TEST(ScopedFileLockTest, TheReadOnlyAndOtherMarksAreTakenAwayForGood)
+{
+    constexpr DWORD kMarks = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    TempFolder folder;
+    folder.Write("a.dat", "1");
+    ASSERT_TRUE(SetFileAttributesA((folder / "a.dat").c_str(), kMarks));
 
     {
         ScopedFileLock lock(folder.Path(), {"a.dat"});
         EXPECT_TRUE(lock.LockFilesDenyWrite()) << LastErrorText("LockFilesDenyWrite");
     }
 
-    EXPECT_EQ(GetFileAttributesA((folder / "a.dat").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_EQ(GetFileAttributesA((folder / "a.dat").c_str()) & kMarks, 0u);
 }
 
 TEST(ScopedFileLockTest, AMissingSecondFileFailsAndLeavesTheFirstLockedAndTheThirdAlone)

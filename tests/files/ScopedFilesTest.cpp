@@ -4,6 +4,7 @@
 
 #include <tests/files/RecordingWatcher.h>
 #include <tests/support/ChildProcess.h>
+#include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -16,6 +17,7 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using TestSupport::ChildProcess;
+using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
@@ -78,6 +80,12 @@ protected:
     ScopedFiles m_set{&m_watcher, m_folder.Path(), {"a.dat", "b.dat", "c.dat"}};
 };
 
+struct Fields
+{
+    UtilsLib::IFileWatcher* watcher;
+    std::vector<std::shared_ptr<File>> files;
+};
+
 /// What the caller logged: the text after the line's prefix.
 std::string Message(const std::string& line)
 {
@@ -130,6 +138,14 @@ TEST_F(ScopedFilesTest, APathIsInTheSetOnceWhateverItsCase)
     EXPECT_NE(set.GetFile("x:\\\\one.dat"), first);
     set.Remove("x:\\One.dat");
     EXPECT_EQ(set.GetFile("x:\\one.dat"), nullptr);
+}
+
+TEST_F(ScopedFilesTest, TheFieldsStandInTheirOrder)
+{
+    const Fields& fields = FieldsOf<Fields>(m_set);
+
+    EXPECT_EQ(fields.watcher, &m_watcher);
+    EXPECT_THAT(fields.files, ElementsAre(Get("a.dat"), Get("b.dat"), Get("c.dat")));
 }
 
 TEST_F(ScopedFilesTest, AddOpensNothing)
@@ -248,15 +264,16 @@ TEST_F(ScopedFilesTest, LockFilesDenyWriteLetsOthersReadOnly)
     }
 }
 
-TEST_F(ScopedFilesTest, LockFilesDenyWriteTakesTheReadOnlyMarkAwayForGood)
+TEST_F(ScopedFilesTest, LockFilesDenyWriteTakesTheReadOnlyAndOtherMarksAwayForGood)
 {
+    constexpr DWORD kMarks = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
     const std::string path = m_folder / "b.dat";
-    ASSERT_TRUE(SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY));
+    ASSERT_TRUE(SetFileAttributesA(path.c_str(), kMarks));
 
     EXPECT_TRUE(m_set.LockFilesDenyWrite()) << LastErrorText("LockFilesDenyWrite");
     m_set.Close();
 
-    EXPECT_EQ(GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_EQ(GetFileAttributesA(path.c_str()) & kMarks, 0u);
 }
 
 TEST_F(ScopedFilesTest, LockFilesDenyWriteOfAMissingFileLeavesAllClosed)

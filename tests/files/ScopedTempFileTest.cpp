@@ -3,6 +3,7 @@
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tests/support/ChildProcess.h>
+#include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -15,6 +16,7 @@
 #include <optional>
 
 using TestSupport::ChildProcess;
+using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
@@ -66,6 +68,13 @@ protected:
     const std::string m_path = TempFolderPath() + m_name;
 };
 
+struct Fields
+{
+    HANDLE handle;
+    std::string path;
+    bool deleteFile;
+};
+
 void Write(ScopedTempFile& file, std::string text)
 {
     file.Write(text.data(), static_cast<unsigned int>(text.size()));
@@ -101,6 +110,30 @@ TEST_F(ScopedTempFileTest, ThePathHasADoubledSeparatorBeforeTheName)
 
     EXPECT_EQ(file.GetFilename(), TempFolderPath() + "\\" + m_name);
     EXPECT_TRUE(Exists(m_path));
+}
+
+TEST_F(ScopedTempFileTest, TheFieldsStandInTheirOrder)
+{
+    ScopedTempFile file(m_name, kWrite, kShareAll);
+    const Fields& fields = FieldsOf<Fields>(file);
+    LARGE_INTEGER size = {};
+    EXPECT_TRUE(GetFileSizeEx(fields.handle, &size)) << LastErrorText("GetFileSizeEx");
+    EXPECT_EQ(fields.path, file.GetFilename());
+    EXPECT_TRUE(fields.deleteFile);
+
+    file.SetDelete(false);
+    file.Close();
+
+    EXPECT_FALSE(fields.deleteFile);
+    EXPECT_EQ(fields.handle, INVALID_HANDLE_VALUE);
+}
+
+TEST_F(ScopedTempFileTest, ANewFileHasNoMarks)
+{
+    const ScopedTempFile file(m_name, kWrite, kShareAll);
+
+    constexpr DWORD kMarks = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    EXPECT_EQ(GetFileAttributesA(m_path.c_str()) & kMarks, 0u);
 }
 
 TEST_F(ScopedTempFileTest, TheFileIsDeletedAtScopeEnd)
@@ -282,7 +315,7 @@ TEST_F(ScopedTempFileTest, ACopySharesTheHandleAndEachDeletes)
         Write(copy, "ab");
         Write(file, "cd");
         EXPECT_EQ(Content(), "abcd");
-        ScopedTempFile assigned("utilslib_other.dat", kWrite, kShareAll);
+        ScopedTempFile assigned("other_" + m_name, kWrite, kShareAll);
         assigned.Close();
         assigned = copy;
         assigned.SetDelete(false);
@@ -291,5 +324,5 @@ TEST_F(ScopedTempFileTest, ACopySharesTheHandleAndEachDeletes)
 
     EXPECT_FALSE(Exists(m_path)); // the copy's doing
     Write(file, "dead handle");
-    DeleteFileA((TempFolderPath() + "utilslib_other.dat").c_str());
+    EXPECT_TRUE(DeleteFileA((TempFolderPath() + "other_" + m_name).c_str())) << LastErrorText("DeleteFileA");
 }
