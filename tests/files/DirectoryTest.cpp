@@ -670,6 +670,7 @@ TEST_F(DirectoryTest, EachFileIsLockedAndCopiedOnceAndNothingElseIsAskedOfTheSys
     {
         m_root.Write("source\\data\\" + std::to_string(i) + ".dat", "x");
     }
+    m_root.Write("source\\data\\sub\\leaf\\x.dat", "x");
     CopyScript script;
     const ScriptedCopies copies(script);
     static int asked = 0;
@@ -693,8 +694,8 @@ TEST_F(DirectoryTest, EachFileIsLockedAndCopiedOnceAndNothingElseIsAskedOfTheSys
 
     EXPECT_TRUE(directory.Execute(m_error));
 
-    EXPECT_EQ(script.sources.size(), 20u);
-    EXPECT_EQ(asked, 2 * 20);
+    EXPECT_EQ(script.sources.size(), 21u);
+    EXPECT_EQ(asked, 2 * 21);
 }
 
 // --- undoing
