@@ -16,8 +16,7 @@ class LocalTimeStamp
 public:
     static constexpr std::size_t kLength = 23;
 
-    /// Now. Any thread, no lock. The clock is read on every call, the zone's offset asked for once in a tenth of a
-    /// second.
+    /// Now. Any thread, no lock. The clock is read on every call, the zone asked for once in a tenth of a second.
     LocalTimeStamp();
     /// A time in the years 1601 to 9999.
     explicit LocalTimeStamp(const SYSTEMTIME& time);

@@ -4,9 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
+#include <vector>
 
 using UtilsLib::Platform::LocalTimeStamp;
 
@@ -79,6 +82,26 @@ TEST(LocalTimeStampTest, NowIsTheSystemsLocalTimeAlsoWhenTheOffsetIsKnown)
         ASSERT_FALSE(Before(after, now)) << stamp.Text() << " before " << Printed(after);
         ASSERT_EQ(stamp.Text(), Printed(now));
     }
+}
+
+TEST(LocalTimeStampTest, ThreadsThatMeetAtANewTenthGetWholeTexts)
+{
+    std::atomic<int> wrong = 0;
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i)
+    {
+        threads.emplace_back([&wrong] {
+            for (const unsigned long long end = GetTickCount64() + 500; GetTickCount64() < end;)
+            {
+                const SYSTEMTIME before = LocalTime();
+                const SYSTEMTIME now = Parsed(LocalTimeStamp().Text());
+                wrong += Before(now, before) || Before(LocalTime(), now) ? 1 : 0;
+            }
+        });
+    }
+    threads.clear(); // waits for them
+
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(LocalTimeStampTest, AZoneThatTheUserChoosesShowsAfterATenthOfASecond)
