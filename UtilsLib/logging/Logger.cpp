@@ -41,6 +41,12 @@ T Load(const T& field)
     return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_relaxed);
 }
 
+template <typename Flag>
+bool Contains(const unsigned int& mask, Flag flag)
+{
+    return (Load(mask) & static_cast<unsigned int>(flag)) != 0;
+}
+
 template <typename T>
 void Store(T& field, T value)
 {
@@ -95,7 +101,8 @@ bool IsDigit(char c)
 /// What stands between "%" and its conversion, over all run-times' dialects.
 bool IsModifier(char c)
 {
-    return IsDigit(c) || (c != '\0' && std::strchr("-+ #'.*hlLqjztIw", c) != nullptr);
+    constexpr std::string_view others = "-+ #'.*hlLqjztIw";
+    return IsDigit(c) || std::any_of(others.begin(), others.end(), [c](char other) { return c == other; });
 }
 
 /// Walks over the modifiers of a conversion. False for a number of more than `kMostDigits` digits: the run-time would
@@ -119,9 +126,12 @@ bool SkipModifiers(const char*& at)
 bool IsHarmless(const char* format)
 {
     bool percentStandsAlone = true;
-    for (const char* at = std::strchr(format, '%'); at != nullptr; at = std::strchr(at, '%'))
+    for (const char* at = format; *at != '\0';)
     {
-        ++at;
+        if (*at++ != '%')
+        {
+            continue;
+        }
         if (percentStandsAlone && *at == '%')
         {
             ++at;
@@ -195,7 +205,8 @@ Logger::~Logger()
 
 void Logger::Log(LogCategory category, LogTraceLevel level, const char* format, ...)
 {
-    if (!Accepts(category, level))
+    // Written out here, because a call would cost as much as the three tests. Most calls end here, at the level.
+    if (!Contains(m_levelMask, level) || !Contains(m_categoryMask, category) || !Load(m_enabled))
     {
         return;
     }
@@ -207,8 +218,7 @@ void Logger::Log(LogCategory category, LogTraceLevel level, const char* format, 
 
 bool Logger::CheckEnabled(LogCategory category, LogTraceLevel level)
 {
-    return (Load(m_levelMask) & static_cast<unsigned int>(level)) != 0 &&
-           (Load(m_categoryMask) & static_cast<unsigned int>(category)) != 0;
+    return Contains(m_levelMask, level) && Contains(m_categoryMask, category);
 }
 
 void Logger::SetPath(const std::string& path)
@@ -278,12 +288,6 @@ void Logger::ThreadProc()
         }
         ControlledSleep(kDrainInterval);
     }
-}
-
-bool Logger::Accepts(LogCategory category, LogTraceLevel level) const
-{
-    return Load(m_enabled) && (Load(m_levelMask) & static_cast<unsigned int>(level)) != 0 &&
-           (Load(m_categoryMask) & static_cast<unsigned int>(category)) != 0;
 }
 
 void Logger::Queue(LogCategory category, LogTraceLevel level, const char* format, va_list args)

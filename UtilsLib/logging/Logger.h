@@ -61,7 +61,6 @@ protected:
     explicit Logger(const std::vector<std::shared_ptr<ILoggerSettingsObserver>>& observers);
 
 private:
-    bool Accepts(LogCategory category, LogTraceLevel level) const;
     void Queue(LogCategory category, LogTraceLevel level, const char* format, va_list args);
     unsigned int GetPendingEntriesSize();
 
