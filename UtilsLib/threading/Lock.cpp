@@ -13,16 +13,6 @@ Lock::~Lock()
     DeleteCriticalSection(&m_section);
 }
 
-void Lock::Acquire()
-{
-    EnterCriticalSection(&m_section);
-}
-
-void Lock::Release()
-{
-    LeaveCriticalSection(&m_section);
-}
-
 unsigned long Lock::GetOwningThreadId() const
 {
     // The system keeps the id in the handle-sized field while the section is held. Volatile, because other threads

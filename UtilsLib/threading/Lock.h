@@ -29,4 +29,16 @@ private:
     CRITICAL_SECTION m_section;
 };
 
+// Here for speed, and outside the class because GCC exports no function that is defined within one.
+
+inline void Lock::Acquire()
+{
+    EnterCriticalSection(&m_section);
+}
+
+inline void Lock::Release()
+{
+    LeaveCriticalSection(&m_section);
+}
+
 } // namespace UtilsLib

@@ -1,16 +1,3 @@
 #include <UtilsLib/threading/ScopedLock.h>
 
-namespace UtilsLib
-{
-
-ScopedLock::ScopedLock(Lock& lock) : m_lock(lock)
-{
-    m_lock.Acquire();
-}
-
-ScopedLock::~ScopedLock()
-{
-    m_lock.Release();
-}
-
-} // namespace UtilsLib
+// All of it stands in the header: a lock is taken so often that a call more would show.

@@ -19,4 +19,16 @@ private:
     Lock& m_lock;
 };
 
+// Here for speed, and outside the class because GCC exports no function that is defined within one.
+
+inline ScopedLock::ScopedLock(Lock& lock) : m_lock(lock)
+{
+    m_lock.Acquire();
+}
+
+inline ScopedLock::~ScopedLock()
+{
+    m_lock.Release();
+}
+
 } // namespace UtilsLib
