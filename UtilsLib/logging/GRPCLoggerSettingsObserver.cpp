@@ -49,19 +49,19 @@ const char* TextOrNothing(const char* text)
     return text != nullptr ? text : "";
 }
 
+} // namespace
+
 /// gRPC's log function; called on whatever thread gRPC logs from.
 void LogGrpcRecord(gpr_log_func_args* record)
 {
-    if (record == nullptr)
+    ILogger* const logger = Logger::ReachableInstance();
+    if (record == nullptr || logger == nullptr)
     {
         return;
     }
-    ILogger& logger = Logger::GetInstance();
-    logger.Log(LogCategory::General, TraceLevelOf(record->severity), "gRPC log - File: %s, Line: %d, Message: %s",
-               TextOrNothing(record->file), record->line, TextOrNothing(record->message));
+    logger->Log(LogCategory::General, TraceLevelOf(record->severity), "gRPC log - File: %s, Line: %d, Message: %s",
+                TextOrNothing(record->file), record->line, TextOrNothing(record->message));
 }
-
-} // namespace
 
 GRPCLoggerSettingsObserver::GRPCLoggerSettingsObserver()
 {

@@ -1,7 +1,9 @@
 #include <UtilsLib/logging/Logger.h>
 
 #include <UtilsLib/logging/Stack.h>
+#include <UtilsLib/platform/LastErrorKeeper.h>
 #include <UtilsLib/platform/LocalTimeStamp.h>
+#include <UtilsLib/platform/OwnFileHandle.h>
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/threading/ScopedLock.h>
 #include <UtilsLib/threading/ThreadMonitor.h>
@@ -173,6 +175,26 @@ std::size_t FormatMessageText(char* buffer, std::size_t size, const char* format
     return std::min(static_cast<std::size_t>(length), size - 1);
 }
 
+enum class Life
+{
+    NotMade,
+    BeingMade,
+    Alive,
+    Gone
+};
+std::atomic<Life> g_life = Life::NotMade; // of the one instance
+
+std::vector<std::shared_ptr<ILoggerSettingsObserver>> FirstObservers()
+{
+    g_life = Life::BeingMade;
+    return {std::make_shared<GRPCLoggerSettingsObserver>()};
+}
+
+unsigned int SizeInFile(const std::string& line)
+{
+    return static_cast<unsigned int>(line.size() + kLineEnd.size());
+}
+
 bool IsSet(const char* name)
 {
     unsigned long value = 0;
@@ -181,10 +203,40 @@ bool IsSet(const char* name)
 
 } // namespace
 
+struct Logger::Instance
+{
+    Instance()
+    {
+        new (&logger) Logger(FirstObservers());
+        g_life = Life::Alive;
+    }
+    ~Instance()
+    {
+        g_life = Life::Gone;
+        logger.End();
+        if (!logger.m_interrupted)
+        {
+            logger.~Logger();
+        }
+        // Else a thread may have been ended inside the heap, which then must not be used: the system frees the rest.
+    }
+
+    union // so that its destructor can be left out
+    {
+        Logger logger;
+    };
+};
+
 Logger& Logger::GetInstance()
 {
-    static Logger instance({std::make_shared<GRPCLoggerSettingsObserver>()});
-    return instance;
+    static Instance instance;
+    return instance.logger;
+}
+
+ILogger* Logger::ReachableInstance()
+{
+    const Life life = g_life;
+    return life == Life::BeingMade || life == Life::Gone ? nullptr : &GetInstance();
 }
 
 Logger::Logger(const std::vector<std::shared_ptr<ILoggerSettingsObserver>>& observers)
@@ -196,7 +248,13 @@ Logger::Logger(const std::vector<std::shared_ptr<ILoggerSettingsObserver>>& obse
 
 Logger::~Logger()
 {
-    Shutdown();
+    End();
+    if (m_interrupted)
+    {
+        // The threads may have been changing them: given up rather than destroyed.
+        std::construct_at(&m_draining);
+        std::construct_at(&m_pending);
+    }
     if (m_file != INVALID_HANDLE_VALUE)
     {
         CloseHandle(m_file);
@@ -250,56 +308,85 @@ void Logger::LogStack()
 
 void Logger::Shutdown()
 {
-    Store(m_enabled, false);
+    RefuseLines();
     if (!HasThread())
     {
         return;
     }
     Thread::Shutdown();
-    // The thread may have been told to stop before its loop began, Windows may have ended it at process exit, and
-    // another thread may have been between the test of the switch and the queue.
-    Store(m_enabled, false);
-    DrainOrKeep();
+    if (HasThread())
+    {
+        return; // called on the thread itself, whose loop goes on until the queue is empty
+    }
+    // The thread may have been told to stop before its loop began, or Windows may have ended it at process exit; and
+    // its last look at the settings may have accepted lines behind its last look at the queue.
+    RefuseLines();
+    WriteRest();
+    Store(m_refusing, false);
 }
 
 void Logger::ThreadProc()
 {
-    int cyclesAfterStop = 0;
-    while (!StopRequested() || GetPendingEntriesSize() != 0)
+    Store(m_inLoop, true);
+    for (bool stopping = StopRequested(); !stopping || GetPendingEntriesSize() != 0; stopping = StopRequested())
     {
-        ThreadMonitor::GetInstance().ThreadCheckedShutdownStatus(GetCurrentThreadId(),
-                                                                 static_cast<long long>(GetTickCount64()));
-        CheckSettings();
-        // kept: the check may switch logging on again while the queue is emptied. Not more than once: threads that go
-        // on logging would keep the queue filled and the shutdown waiting for ever.
-        cyclesAfterStop += StopRequested() ? 1 : 0;
-        if (cyclesAfterStop > 1)
+        try
         {
-            Store(m_enabled, false);
+            Cycle(stopping);
         }
-        if (!StopRequested() && WaitsForPath())
+        catch (const std::bad_alloc&)
         {
-            Store(m_enabled, false); // as if the file could not be opened, but nothing is lost
-            UpdateObservers();
-        }
-        else
-        {
-            DrainOrKeep();
+            // What was not written is still there for the next cycle: short memory must not end the log.
+            if (stopping)
+            {
+                break; // Shutdown tries once more
+            }
         }
         ControlledSleep(kDrainInterval);
     }
+    Store(m_inLoop, false);
 }
 
 void Logger::Queue(LogCategory category, LogTraceLevel level, const char* format, va_list args)
 {
+    const Platform::LastErrorKeeper keep;
     char buffer[kBufferSize];
     // kept: hosts know the prefix as part of the format. It holds no "%", so formatting behind it is the same.
     char* const message = WritePrefix(buffer, category, level);
     const std::size_t prefix = static_cast<std::size_t>(message - buffer);
-    std::string line(buffer, prefix + FormatMessageText(message, kFormatLimit - prefix, format, args));
+    const std::size_t length = prefix + FormatMessageText(message, kFormatLimit - prefix, format, args);
+    try
+    {
+        Enqueue(std::string(buffer, length));
+    }
+    catch (const std::bad_alloc&)
+    {
+        // Dropped: a program that runs out of memory must not fail at its log.
+    }
+}
 
+void Logger::Enqueue(std::string line)
+{
     const ScopedLock hold(m_pendingLock);
-    m_pending.push_back(std::move(line));
+    // Looked at again under the lock: once RefuseLines has returned, no thread that was still making a line adds it.
+    if (Load(m_enabled))
+    {
+        m_pending.push_back(std::move(line));
+        ++m_pendingCount;
+    }
+}
+
+void Logger::RefuseLines()
+{
+    const ScopedLock hold(m_pendingLock);
+    Store(m_enabled, false);
+}
+
+void Logger::RefuseLinesForGood()
+{
+    const ScopedLock hold(m_observersLock);
+    Store(m_refusing, true);
+    RefuseLines();
 }
 
 unsigned int Logger::GetPendingEntriesSize()
@@ -315,13 +402,14 @@ bool Logger::WaitsForPath()
 
 void Logger::CheckSettings()
 {
+    const ScopedLock oneCheckAtATime(m_observersLock);
     LiveRegSettings& settings = LiveRegSettings::GetInstance();
     std::string key;
     {
         const ScopedLock hold(m_namesLock);
         key = m_registryKey;
     }
-    Store(m_enabled, IsSet(key.c_str()));
+    Store(m_enabled, IsSet(key.c_str()) && !Load(m_refusing));
 
     unsigned int levels = kDefaultLevels;
     unsigned int categories = kDefaultCategories;
@@ -379,102 +467,203 @@ Logger::GetObserversAdditionalSettings(const std::shared_ptr<ILoggerSettingsObse
     return settings;
 }
 
-void Logger::DrainOrKeep()
+void Logger::Cycle(bool stopping)
 {
+    ThreadMonitor::GetInstance().ThreadCheckedShutdownStatus(GetCurrentThreadId(),
+                                                             static_cast<long long>(GetTickCount64()));
+    CheckSettings();
+    if (stopping)
+    {
+        // kept: the check may switch logging on again while the queue is emptied. But once only: threads that go on
+        // logging would keep the queue filled and the shutdown waiting for ever.
+        RefuseLinesForGood();
+    }
+    else if (WaitsForPath())
+    {
+        RefuseLines(); // as if the file could not be opened, but nothing is lost
+        UpdateObservers();
+        return;
+    }
+    Drain();
+}
+
+void Logger::Drain()
+{
+    WriteDraining(); // what an earlier cycle left for want of memory
+    TakePending();
+    WriteDraining();
+}
+
+void Logger::End()
+{
+    Shutdown();
+    if (Load(m_inLoop))
+    {
+        WriteRest(); // the thread itself ends the process, out of its loop
+    }
+}
+
+void Logger::WriteRest()
+{
+    if (Load(m_inLoop))
+    {
+        Store(m_inLoop, false);
+        m_interrupted = true;
+        FinishInterrupted();
+    }
+    if (m_interrupted)
+    {
+        return;
+    }
     try
     {
         Drain();
     }
     catch (const std::bad_alloc&)
     {
-        // What was not written is still there for the next cycle: short memory must not end the log.
+        // What is left cannot be written.
     }
 }
 
-void Logger::Drain()
+void Logger::TakePending()
 {
-    FinishInterrupted();
-    m_draining.clear();
+    const ScopedLock hold(m_pendingLock);
+    if (m_pending.size() == m_pendingCount)
     {
-        const ScopedLock hold(m_pendingLock);
+        m_pendingCount = 0;
         m_pending.swap(m_draining);
-    }
-    m_drained = 0;
-    m_atWork = true;
-    WriteDraining();
-    m_draining.clear();
-    m_atWork = false;
-}
-
-void Logger::FinishInterrupted()
-{
-    if (!m_atWork)
-    {
         return;
     }
-    LARGE_INTEGER position = {};
-    if (m_file != INVALID_HANDLE_VALUE && SetFilePointerEx(m_file, {}, &position, FILE_CURRENT))
+    // The process ends, and Windows has ended a thread in the middle of an append. The lines before that one are whole,
+    // but the queue's end is not: given up rather than freed.
+    for (std::size_t i = 0; i < m_pendingCount; ++i)
     {
-        // The file pointer says whether the block had reached the file when the thread was ended.
-        const long long reached = std::clamp<long long>(position.QuadPart - m_filePosition, 0, m_block.size());
-        m_block.erase(0, static_cast<std::size_t>(reached));
-        m_blockEnds.assign(1, m_block.size());
-        m_filePosition = position.QuadPart;
+        m_draining.push_back(std::move(m_pending[i]));
     }
-    const bool clearing = m_drained == m_draining.size();
-    WriteDraining();
-    if (clearing)
-    {
-        // The lines were being freed, some are already: given up rather than freed twice.
-        std::construct_at(&m_draining);
-    }
-    m_atWork = false;
+    m_pendingCount = 0;
+    std::construct_at(&m_pending);
 }
 
-void Logger::WriteDraining()
-{
-    while (m_drained < m_draining.size())
-    {
-        Write(m_draining[m_drained]);
-        ++m_drained;
-    }
-    FlushBlock();
-}
-
-void Logger::Write(const std::string& line)
+// Nothing here uses the heap: Windows may have ended a thread inside it, and it may then loop for ever.
+void Logger::FinishInterrupted()
 {
     if (Load(m_levelMask) == 0 || Load(m_categoryMask) == 0)
     {
         return;
     }
-    if (m_file == INVALID_HANDLE_VALUE && !OpenFile())
+    const Progress progress = m_progress;
+    const unsigned int size = ReopenInterrupted();
+    // Nobody else writes to the file, so its size says how much of the block was in it when the thread was ended.
+    unsigned int written = progress.isPlaced ? size - progress.offset : 0;
+    for (std::size_t i = progress.line; i < m_draining.size(); ++i)
+    {
+        const unsigned int ofThisLine = std::min(written, SizeInFile(m_draining[i]));
+        WriteAlone(m_draining[i], ofThisLine);
+        written -= ofThisLine;
+    }
+    const ScopedLock hold(m_pendingLock);
+    for (std::size_t i = 0; i < m_pendingCount; ++i)
+    {
+        WriteAlone(m_pending[i], 0);
+    }
+}
+
+unsigned int Logger::ReopenInterrupted()
+{
+    const ScopedLock hold(m_namesLock);
+    if (m_opening)
+    {
+        m_file = Platform::FindOwnFileHandle(m_path); // else it would keep us from opening the file
+    }
+    LARGE_INTEGER size = {};
+    if (m_file == INVALID_HANDLE_VALUE || !GetFileSizeEx(m_file, &size)) // closed, maybe by the cut
+    {
+        m_file = CreateFileA(m_path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                             FILE_ATTRIBUTE_NORMAL, nullptr);
+    }
+    SetFilePointerEx(m_file, {}, nullptr, FILE_END);
+    return size.LowPart;
+}
+
+void Logger::WriteAlone(const std::string& line, std::size_t from)
+{
+    if (from == SizeInFile(line))
     {
         return;
     }
+    char text[kBufferSize];
+    LineWriter writer(text);
+    writer << line << kLineEnd;
+    WriteBytes(text + from, SizeInFile(line) - from);
+}
+
+void Logger::WriteDraining()
+{
+    WriteLines();
+    m_draining.clear();
+    m_drained = 0;
+    SetProgress();
+}
+
+void Logger::WriteLines()
+{
+    for (; m_drained < m_draining.size(); ++m_drained)
+    {
+        if (!Write(m_draining[m_drained]))
+        {
+            DropLine();
+        }
+    }
+    FlushBlock();
+}
+
+void Logger::DropLine()
+{
+    FlushBlock();
+    m_progress = Progress{m_drained + 1, m_isPlaced, m_fileEnd};
+}
+
+void Logger::SetProgress()
+{
+    m_progress = Progress{m_drained, m_isPlaced, m_fileEnd};
+}
+
+bool Logger::Write(const std::string& line)
+{
+    if (Load(m_levelMask) == 0 || Load(m_categoryMask) == 0)
+    {
+        return false;
+    }
+    if (m_file == INVALID_HANDLE_VALUE && !OpenFile())
+    {
+        return false;
+    }
     if (!Load(m_truncationDisabled))
     {
-        CheckTruncate(line.size() + kLineEnd.size());
+        CheckTruncate(SizeInFile(line));
     }
-    if (m_file != INVALID_HANDLE_VALUE)
+    if (m_file == INVALID_HANDLE_VALUE)
     {
-        Append(line);
+        return false;
     }
+    Append(line);
+    return true;
 }
 
 bool Logger::OpenFile()
 {
+    m_opening = true;
     m_file = CreateFileA(Path().c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
                          FILE_ATTRIBUTE_NORMAL, nullptr);
+    m_opening = false;
     if (m_file == INVALID_HANDLE_VALUE)
     {
-        Store(m_enabled, false); // until the next settings check, which tries again
+        RefuseLines(); // until the next settings check, which tries again
         UpdateObservers();
         return false;
     }
     SetSize();
-    LARGE_INTEGER end = {};
-    SetFilePointerEx(m_file, {}, &end, FILE_END);
-    m_filePosition = end.QuadPart;
+    SetFilePointerEx(m_file, {}, nullptr, FILE_END);
     return true;
 }
 
@@ -483,17 +672,19 @@ void Logger::SetSize()
     LARGE_INTEGER size = {};
     GetFileSizeEx(m_file, &size);
     m_fileSize = size.LowPart; // kept: 32 bits, also of a file that grew past 4 GiB while it was not to be cut
+    m_fileEnd = size.LowPart;
+    m_isPlaced = true;
+    SetProgress();
 }
 
 void Logger::Append(const std::string& line)
 {
-    m_block.reserve(kBlockSize + kBufferSize + kLineEnd.size());
-    m_block.append(line).append(kLineEnd);
-    m_blockEnds.push_back(m_block.size());
-    if (m_block.size() >= kBlockSize)
+    if (m_block.size() + SizeInFile(line) > kBlockSize)
     {
         FlushBlock();
     }
+    m_block.reserve(kBlockSize);
+    m_block.append(line).append(kLineEnd);
 }
 
 void Logger::FlushBlock()
@@ -504,8 +695,10 @@ void Logger::FlushBlock()
     }
     std::size_t written = WriteBytes(m_block.data(), m_block.size());
     // A disk that has no room for the block may have room for its first lines.
-    for (const std::size_t end : m_blockEnds)
+    std::size_t end = 0;
+    for (unsigned int line = m_progress.load().line; end < m_block.size(); ++line)
     {
+        end += SizeInFile(m_draining[line]);
         if (end > written)
         {
             WriteBytes(m_block.data() + written, end - written);
@@ -513,14 +706,14 @@ void Logger::FlushBlock()
         }
     }
     m_block.clear();
-    m_blockEnds.clear();
+    SetProgress();
 }
 
 std::size_t Logger::WriteBytes(const char* bytes, std::size_t count)
 {
     DWORD written = 0;
     WriteFile(m_file, bytes, static_cast<DWORD>(count), &written, nullptr); // errors are ignored
-    m_filePosition += written;
+    m_fileEnd += written;
     if (!Load(m_truncationDisabled))
     {
         m_fileSize += written;
@@ -553,6 +746,8 @@ void Logger::Truncate()
     SetFilePointerEx(m_file, tail, nullptr, FILE_BEGIN);
     DWORD read = 0;
     ReadFile(m_file, kept.get(), kKeptBytes, &read, nullptr);
+    m_isPlaced = false;
+    SetProgress();
     CloseHandle(m_file);
     DeleteFileA(Path().c_str());
     if (!OpenFile())
@@ -562,7 +757,8 @@ void Logger::Truncate()
     // The file is still there when another program holds it without letting others delete it.
     SetFilePointerEx(m_file, {}, nullptr, FILE_BEGIN);
     SetEndOfFile(m_file);
-    m_filePosition = 0;
+    m_isPlaced = false; // the header and the old file's end are not lines of ours
+    SetProgress();
     const std::string header = "** Log file was truncated at " + Time::GetTimeNowToMilliseconds() + "**\r\n\r\n";
     WriteBytes(header.data(), header.size());
     WriteBytes(kept.get(), read);

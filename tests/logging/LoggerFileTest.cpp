@@ -103,19 +103,6 @@ BOOL WINAPI WriteHalf(HANDLE file, LPCVOID data, DWORD count, LPDWORD written, L
     return WriteFile(file, data, shorten ? count / 2 : count, written, overlapped);
 }
 
-std::atomic<int> g_failOpenings = 0;
-
-HANDLE WINAPI OpenUnlessTold(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD creation,
-                             DWORD flags, HANDLE pattern)
-{
-    if (g_failOpenings > 0 && --g_failOpenings >= 0)
-    {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return INVALID_HANDLE_VALUE;
-    }
-    return CreateFileA(path, access, share, security, creation, flags, pattern);
-}
-
 BOOL WINAPI FailToDelete(LPCSTR)
 {
     SetLastError(ERROR_SHARING_VIOLATION);
@@ -261,27 +248,6 @@ TEST_F(LoggerFileTest, AReaderThatHoldsTheFileDoesNotStopTheCut)
     WriteAll(logger);
 
     EXPECT_EQ(SizeOf(), static_cast<long long>(kHeaderLength) + kKept + 100);
-}
-
-TEST_F(LoggerFileTest, AFailedReopeningOfTheCutSwitchesOffUntilTheNextCheck)
-{
-    MakeLarge(kLimit - 10, "tail");
-    OwnLogger logger;
-    logger.SetPath(m_path);
-    const ImportPatch patch("KERNEL32.dll", "CreateFileA", &OpenUnlessTold);
-    logger.Start();
-    LogText(logger, "x"); // opens; below the limit no more
-    ASSERT_TRUE(TestSupport::Eventually([&] { return SizeOf() < kLimit / 2; }));
-    logger.Shutdown();
-
-    MakeLarge(kLimit - 10, "tail", "b.log");
-    OwnLogger other;
-    other.SetPath(m_folder / "b.log");
-    LogText(other, "lost with the file that cannot be made");
-    g_failOpenings = 0;
-    other.Start();
-    other.Shutdown();
-    EXPECT_LT(SizeOf("b.log"), kLimit / 2);
 }
 
 TEST_F(LoggerFileTest, AFullDiskLosesOnlyWhatDoesNotFit)

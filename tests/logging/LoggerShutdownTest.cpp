@@ -10,8 +10,10 @@
 #include <map>
 #include <thread>
 
+using LoggerTests::CycleControl;
 using LoggerTests::LoggerFixture;
 using LoggerTests::OwnLogger;
+using LoggerTests::RecordingObserver;
 using testing::ElementsAre;
 using TestSupport::Eventually;
 using TestSupport::ImportPatch;
@@ -53,6 +55,66 @@ void WINAPI CountLock(CRITICAL_SECTION* section)
     ++g_locks;
     EnterCriticalSection(section);
 }
+
+/// Counts what it has logged; logs on until its end.
+class Flooder
+{
+public:
+    Flooder(OwnLogger& logger, int number) : m_thread([this, &logger, number] { Run(logger, number); })
+    {
+    }
+    int Logged() const
+    {
+        return m_logged;
+    }
+    void Stop()
+    {
+        m_stop = true;
+    }
+
+private:
+    void Run(OwnLogger& logger, int number)
+    {
+        while (!m_stop)
+        {
+            logger.LogText(std::to_string(number) + " " + std::to_string(m_logged));
+            ++m_logged;
+        }
+    }
+
+    std::atomic<int> m_logged = 0;
+    std::atomic<bool> m_stop = false;
+    std::jthread m_thread;
+};
+
+/// Takes its time, as the one of the gRPC log does with the registry.
+class SlowObserver : public RecordingObserver
+{
+public:
+    void SettingsChanged(bool enabled, unsigned long traceLevel,
+                         const std::map<std::string, unsigned long>& settings) override
+    {
+        RecordingObserver::SettingsChanged(enabled, traceLevel, settings);
+        Sleep(5);
+    }
+};
+
+/// Shuts the logger down out of the logger's own thread.
+class StoppingObserver : public RecordingObserver
+{
+public:
+    void SettingsChanged(bool enabled, unsigned long traceLevel,
+                         const std::map<std::string, unsigned long>& settings) override
+    {
+        RecordingObserver::SettingsChanged(enabled, traceLevel, settings);
+        if (m_logger != nullptr && GetCurrentThreadId() == m_logger->GetThreadId())
+        {
+            m_logger->Shutdown();
+        }
+    }
+
+    OwnLogger* m_logger = nullptr;
+};
 
 } // namespace
 
@@ -203,4 +265,185 @@ TEST_F(LoggerShutdownTest, NoThreadNorHandleIsLeftAfterTheDestructor)
     EXPECT_EQ(TestSupport::OpenHandles(), handles);
     EXPECT_TRUE(Eventually([&] { return TestSupport::RunningThreads() <= threads; }));
     EXPECT_EQ(Messages().size(), 5u);
+}
+
+TEST_F(LoggerShutdownTest, ShutdownRightAfterTheStartOfManyLoggersLosesNothing)
+{
+    // The thread meets the stop request before its loop, in it or in its sleep.
+    for (int i = 0; i < 50; ++i)
+    {
+        const std::string file = std::to_string(i) + ".log";
+        OwnLogger logger;
+        logger.SetPath(m_folder / file);
+        logger.LogText("queued");
+
+        logger.Start();
+        logger.Shutdown();
+
+        ASSERT_THAT(Messages(file), ElementsAre("queued")) << i;
+    }
+}
+
+TEST_F(LoggerShutdownTest, ShutdownSwitchesLoggingOff)
+{
+    OwnLogger logger;
+    logger.SetPath(m_path);
+    logger.LogText("1");
+    logger.Start();
+    logger.Shutdown();
+
+    logger.LogText("refused");
+    logger.Shutdown();
+    logger.Start();
+    logger.Shutdown();
+
+    EXPECT_THAT(Messages(), ElementsAre("1"));
+}
+
+TEST_F(LoggerShutdownTest, ThreadOfAFurtherStartWritesNothingButShutdownDoes)
+{
+    OwnLogger logger;
+    logger.SetPath(m_path);
+    logger.Start();
+    logger.Shutdown();
+
+    logger.SetRegistryKey("hx41svc_logging");
+    logger.LogText("late");
+    logger.Start();
+    logger.Shutdown();
+
+    EXPECT_THAT(Messages(), ElementsAre("late"));
+}
+
+TEST_F(LoggerShutdownTest, DestructorShutsDown)
+{
+    {
+        OwnLogger logger;
+        logger.SetPath(m_path);
+        logger.Start();
+        logger.LogText("1");
+    }
+    EXPECT_THAT(Messages(), ElementsAre("1"));
+}
+
+TEST_F(LoggerShutdownTest, DestructorOfALoggerThatWasNeverStartedDropsItsLines)
+{
+    {
+        OwnLogger logger;
+        logger.SetPath(m_path);
+        logger.LogText("dropped");
+    }
+    EXPECT_FALSE(m_folder.Exists("app.log"));
+}
+
+TEST_F(LoggerShutdownTest, LastSettingsCheckMayAcceptLinesAndTheyAreWritten)
+{
+    OwnLogger* loggerOfObserver = nullptr;
+    class LoggingObserver : public RecordingObserver
+    {
+    public:
+        explicit LoggingObserver(OwnLogger*& logger) : m_logger(logger)
+        {
+        }
+        void SettingsChanged(bool enabled, unsigned long, const std::map<std::string, unsigned long>&) override
+        {
+            if (m_logger != nullptr)
+            {
+                m_logger->LogText(enabled ? "while on" : "while off");
+            }
+        }
+        OwnLogger*& m_logger;
+    };
+    OwnLogger logger({std::make_shared<LoggingObserver>(loggerOfObserver)});
+    logger.SetPath(m_path);
+    CycleControl cycles;
+    cycles.Start(logger);
+    logger.LogText("queued");
+    loggerOfObserver = &logger;
+
+    cycles.Finish(logger);
+
+    const std::vector<std::string> messages = Messages();
+    ASSERT_GE(messages.size(), 2u);
+    EXPECT_EQ(messages[0], "queued");
+    EXPECT_EQ(messages[1], "while on");
+}
+
+TEST_F(LoggerShutdownTest, ShutdownIsHeldUpByOneSettingsCheckOnlyWhileOthersGoOnLogging)
+{
+    const auto observer = std::make_shared<SlowObserver>();
+    OwnLogger logger({observer});
+    logger.SetPath(m_path);
+    logger.Start();
+    std::vector<std::unique_ptr<Flooder>> flooders;
+    for (int i = 0; i < 4; ++i)
+    {
+        flooders.push_back(std::make_unique<Flooder>(logger, i));
+    }
+    EXPECT_TRUE(TestSupport::Eventually([&] {
+        return flooders[0]->Logged() > 100 && flooders[1]->Logged() > 100 && flooders[2]->Logged() > 100 &&
+               flooders[3]->Logged() > 100;
+    }));
+    std::vector<int> before;
+    for (const auto& flooder : flooders)
+    {
+        before.push_back(flooder->Logged());
+    }
+    const std::size_t checksBefore = observer->Calls().size();
+
+    TestSupport::Gate ended;
+    std::jthread shutdown([&] {
+        logger.Shutdown();
+        ended.Open();
+    });
+    const bool inTime = ended.Wait(std::chrono::seconds(10));
+    const std::size_t checks = observer->Calls().size() - checksBefore;
+    for (const auto& flooder : flooders)
+    {
+        flooder->Stop();
+    }
+    flooders.clear();
+    shutdown.join();
+
+    EXPECT_TRUE(inTime);
+    EXPECT_LE(checks, 4u) << "settings checks that may have accepted lines";
+    std::map<int, int> last;
+    for (const std::string& message : Messages())
+    {
+        int thread = -1;
+        int number = -1;
+        ASSERT_EQ(std::sscanf(message.c_str(), "%d %d", &thread, &number), 2) << message;
+        if (last.contains(thread))
+        {
+            ASSERT_LT(last[thread], number) << "of thread " << thread;
+        }
+        if (number < before[static_cast<std::size_t>(thread)])
+        {
+            ASSERT_EQ(number, last.contains(thread) ? last[thread] + 1 : 0) << "of thread " << thread;
+        }
+        last[thread] = number;
+    }
+    for (int thread = 0; thread < 4; ++thread)
+    {
+        EXPECT_GE(last[thread], before[static_cast<std::size_t>(thread)] - 1) << "of thread " << thread;
+    }
+}
+
+TEST_F(LoggerShutdownTest, ObserverMayShutTheLoggerDownOnItsThread)
+{
+    // Told by a settings check, and by a file that cannot be opened.
+    for (const char* const file : {"app.log", "missing\\app.log"})
+    {
+        const auto observer = std::make_shared<StoppingObserver>();
+        OwnLogger logger({observer});
+        logger.SetPath(m_folder / file);
+        logger.LogText("1");
+        logger.LogText("2");
+        observer->m_logger = &logger;
+
+        logger.Start();
+        EXPECT_TRUE(TestSupport::Eventually([&] { return observer->Calls().size() > 1; }));
+        logger.Shutdown();
+    }
+    EXPECT_THAT(Messages(), ElementsAre("1", "2"));
 }

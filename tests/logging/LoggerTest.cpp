@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
 #include <regex>
 #include <thread>
 
@@ -47,6 +48,11 @@ protected:
 
     int m_messages = 0;
 };
+
+void* RefuseMemory(std::size_t)
+{
+    throw std::bad_alloc();
+}
 
 int g_creates = 0;
 SECURITY_ATTRIBUTES* g_security = nullptr;
@@ -660,4 +666,29 @@ TEST_F(LoggerTest, NothingIsKeptOfTheArgumentsAfterTheCall)
     logger.Shutdown();
 
     EXPECT_THAT(Messages(), ElementsAre("before"));
+}
+
+TEST_F(LoggerTest, LogKeepsTheLastError)
+{
+    OwnLogger logger;
+    SetLastError(1234);
+    static_cast<ILogger&>(logger).Log(LogCategory::General, LogTraceLevel::Error, "%s", "x");
+    EXPECT_EQ(GetLastError(), 1234u);
+}
+
+TEST_F(LoggerTest, LineForWhichThereIsNoMemoryIsDropped)
+{
+    OwnLogger logger;
+    logger.SetPath(m_path);
+    logger.LogText("before");
+    {
+        const TestSupport::ImportPatch noMemory("libstdc++-6.dll", "_Znwj", &RefuseMemory);
+        EXPECT_NO_THROW(
+            static_cast<ILogger&>(logger).Log(LogCategory::General, LogTraceLevel::Error, "%s", "lost line"));
+    }
+    logger.LogText("after");
+    logger.Start();
+    logger.Shutdown();
+
+    EXPECT_THAT(Messages(), ElementsAre("before", "after"));
 }
