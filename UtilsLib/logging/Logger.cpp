@@ -16,6 +16,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -195,10 +196,44 @@ unsigned int SizeInFile(const std::string& line)
     return static_cast<unsigned int>(line.size() + kLineEnd.size());
 }
 
+/// What the registry says of the logger.
+struct Switches
+{
+    bool enabled = false;
+    unsigned int levels = kDefaultLevels;
+    unsigned int categories = kDefaultCategories;
+    std::optional<bool> truncationDisabled; // kept: without the value the logger goes on as it was
+    bool stackLogging = false;
+};
+
 bool IsSet(const char* name)
 {
     unsigned long value = 0;
     return LiveRegSettings::GetInstance().GetRegSetting(name, value) && value > 0;
+}
+
+Switches ReadSwitches(const std::string& masterSwitch)
+{
+    LiveRegSettings& settings = LiveRegSettings::GetInstance();
+    Switches switches;
+    switches.enabled = IsSet(masterSwitch.c_str());
+    switches.levels |= IsSet("hx41svc_logging_verbose") ? static_cast<unsigned int>(LogTraceLevel::Debug) : 0;
+    switches.categories |= IsSet("hx41svc_logging_fileio") ? static_cast<unsigned int>(LogCategory::FileIO) : 0;
+    unsigned long value = 0;
+    if (settings.GetRegSetting("hx41svc_logging_trace", value))
+    {
+        switches.levels = value;
+    }
+    if (settings.GetRegSetting("hx41svc_logging_category", value))
+    {
+        switches.categories = value;
+    }
+    if (settings.GetRegSetting("hx41svc_disable_log_truncation", value))
+    {
+        switches.truncationDisabled = value > 0;
+    }
+    switches.stackLogging = IsSet("stack_logging");
+    return switches;
 }
 
 } // namespace
@@ -402,35 +437,24 @@ bool Logger::WaitsForPath()
 
 void Logger::CheckSettings()
 {
-    const ScopedLock oneCheckAtATime(m_observersLock);
-    LiveRegSettings& settings = LiveRegSettings::GetInstance();
     std::string key;
     {
         const ScopedLock hold(m_namesLock);
         key = m_registryKey;
     }
-    Store(m_enabled, IsSet(key.c_str()) && !Load(m_refusing));
-
-    unsigned int levels = kDefaultLevels;
-    unsigned int categories = kDefaultCategories;
-    levels |= IsSet("hx41svc_logging_verbose") ? static_cast<unsigned int>(LogTraceLevel::Debug) : 0;
-    categories |= IsSet("hx41svc_logging_fileio") ? static_cast<unsigned int>(LogCategory::FileIO) : 0;
-    unsigned long value = 0;
-    if (settings.GetRegSetting("hx41svc_logging_trace", value))
+    // Read before the lock is taken: callbacks of the live settings run under the settings' lock and may come here.
+    const Switches read = ReadSwitches(key);
     {
-        levels = value;
+        const ScopedLock oneCheckAtATime(m_observersLock);
+        Store(m_enabled, read.enabled && !Load(m_refusing));
+        Store(m_levelMask, read.levels);
+        Store(m_categoryMask, read.categories);
+        if (read.truncationDisabled)
+        {
+            Store(m_truncationDisabled, *read.truncationDisabled);
+        }
+        Store(m_stackLogging, read.stackLogging);
     }
-    if (settings.GetRegSetting("hx41svc_logging_category", value))
-    {
-        categories = value;
-    }
-    Store(m_levelMask, levels);
-    Store(m_categoryMask, categories);
-    if (settings.GetRegSetting("hx41svc_disable_log_truncation", value))
-    {
-        Store(m_truncationDisabled, value > 0); // kept: stays as it was when the value is removed
-    }
-    Store(m_stackLogging, IsSet("stack_logging"));
     UpdateObservers();
 }
 
@@ -444,8 +468,9 @@ void Logger::UpdateObservers()
         }
         try
         {
+            const std::map<std::string, unsigned long> settings = GetObserversAdditionalSettings(observer);
             const ScopedLock hold(m_observersLock);
-            observer->SettingsChanged(Load(m_enabled), Load(m_levelMask), GetObserversAdditionalSettings(observer));
+            observer->SettingsChanged(Load(m_enabled), Load(m_levelMask), settings);
         }
         catch (...)
         {
@@ -457,8 +482,13 @@ void Logger::UpdateObservers()
 std::map<std::string, unsigned long>
 Logger::GetObserversAdditionalSettings(const std::shared_ptr<ILoggerSettingsObserver>& observer)
 {
+    std::vector<std::string> names;
+    {
+        const ScopedLock hold(m_observersLock);
+        names = observer->AdditionalSettingsToCheck();
+    }
     std::map<std::string, unsigned long> settings;
-    for (const std::string& name : observer->AdditionalSettingsToCheck())
+    for (const std::string& name : names)
     {
         unsigned long value = 0;
         LiveRegSettings::GetInstance().GetRegSetting(name, value);

@@ -144,7 +144,7 @@ private:
     std::vector<std::shared_ptr<ILoggerSettingsObserver>> m_observers;
 
     Lock m_namesLock;               // held only to copy or replace the two names
-    Lock m_observersLock;           // one settings check, and one call of an observer, at a time; the outermost lock
+    Lock m_observersLock;           // one settings check, and one call of an observer, at a time
     std::size_t m_pendingCount = 0; // lines whose append to the queue is complete; under m_pendingLock
     bool m_refusing = false;        // by RefuseLinesForGood
     bool m_inLoop = false;          // the thread is in ThreadProc, or was when Windows ended it

@@ -356,3 +356,29 @@ TEST_F(LoggerSettingsTest, SettersMayBeCalledFromManyThreadsWhileTheLoggerRuns)
     EXPECT_FALSE(observer->m_overlapped);
     EXPECT_THAT(Messages(), ElementsAre("logged"));
 }
+
+// A callback of the live settings runs under their lock; the logger must not hold its own while it waits for that one.
+TEST_F(LoggerSettingsTest, CallbackOfTheLiveSettingsMayCallTheLoggerDuringACheck)
+{
+    OwnLogger logger({std::make_shared<RecordingObserver>(std::vector<std::string>{"hx41svc_logging_grpc"})});
+    TestSupport::Gate inCallback;
+    TestSupport::Gate checking;
+    bool called = false;
+    UtilsLib::LiveRegSettings::GetInstance().RegisterRegSettingChanged("ClientLogging", [&](const std::string&) {
+        inCallback.Open();
+        EXPECT_TRUE(checking.Wait());
+        Sleep(100); // until the other thread waits for the lock of the settings
+        logger.SetRegistryKey("hx41svc_logging");
+        called = true;
+    });
+    std::thread other([&] {
+        EXPECT_TRUE(inCallback.Wait());
+        checking.Open();
+        logger.SetRegistryKey("hx41svc_logging");
+    });
+
+    SetSwitch("ClientLogging", 4711);
+    other.join();
+
+    EXPECT_TRUE(called);
+}
