@@ -143,12 +143,12 @@ private:
     bool m_truncationDisabled = false;
     std::vector<std::shared_ptr<ILoggerSettingsObserver>> m_observers;
 
-    Lock m_namesLock;               // held only to copy or replace the two names
-    Lock m_observersLock;           // one settings check, and one call of an observer, at a time
-    std::size_t m_pendingCount = 0; // lines whose append to the queue is complete; under m_pendingLock
-    bool m_refusing = false;        // by RefuseLinesForGood
-    bool m_inLoop = false;          // the thread is in ThreadProc, or was when Windows ended it
-    bool m_interrupted = false;     // Windows has ended the thread in its loop, and the rest was written
+    Lock m_namesLock;                    // held only to copy or replace the two names
+    Lock m_observersLock;                // one settings check, and one call of an observer, at a time
+    std::size_t m_pendingCount = 0;      // lines whose append to the queue is complete; under m_pendingLock
+    bool m_refusing = false;             // by RefuseLinesForGood
+    bool m_inLoop = false;               // the thread is in ThreadProc, or was when Windows ended it
+    bool m_interrupted = false;          // Windows has ended the thread in its loop, and the rest was written
     std::atomic<bool> m_opening = false; // in CreateFile
     // Members rather than locals of the thread, because Windows may end it in the middle of its work.
     std::deque<std::string> m_draining; // lines taken from the queue
