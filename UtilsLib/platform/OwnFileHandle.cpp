@@ -15,6 +15,7 @@ constexpr ULONG_PTR kLastHandle = 0x10000;
 bool IsOpenForReadingAndWriting(HANDLE handle)
 {
     // Asked of the handle alone. To ask the object of a pipe would wait for whoever is reading from it.
+    // NOLINTNEXTLINE(misc-redundant-expression): the two masks share rights
     constexpr ACCESS_MASK kAccess = FILE_GENERIC_READ | FILE_GENERIC_WRITE;
     PUBLIC_OBJECT_BASIC_INFORMATION information{};
     return NtQueryObject(handle, ObjectBasicInformation, &information, sizeof(information), nullptr) >= 0 &&
