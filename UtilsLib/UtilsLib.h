@@ -2,6 +2,7 @@
 
 /// Every public header of the library.
 
+#include <UtilsLib/cloud/CloudServerHost.h>
 #include <UtilsLib/compression/CompressionLib.h>
 #include <UtilsLib/compression/DataSnapshot.h>
 #include <UtilsLib/files/BatchFile.h>
