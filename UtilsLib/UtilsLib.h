@@ -25,6 +25,7 @@
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/registry/RegUtils.h>
 #include <UtilsLib/system/HelperUtils.h>
+#include <UtilsLib/system/LoadLoggedInUserProfileRAII.h>
 #include <UtilsLib/text/StringUtils.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>

@@ -1,4 +1,4 @@
-# utilslib_add_test(NAME SOURCE... [OWN_PREFIX] [LABELS label...] [ENVIRONMENT NAME=value...] [NEEDS target...])
+# utilslib_add_test(NAME SOURCE... [OWN_PREFIX] [LABELS label...] [ENVIRONMENT NAME=value] [NEEDS target...])
 #
 # A GoogleTest program; every test of it is a CTest entry of its own, so that process-wide state (the logger, the live
 # settings) starts fresh in each and tests can run in any order and side by side.
@@ -6,7 +6,7 @@
 # a Wine prefix of their own and run one at a time.
 # NEEDS: programs and DLLs that the tests start or load.
 function(utilslib_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "OWN_PREFIX" "" "LABELS;ENVIRONMENT;NEEDS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "OWN_PREFIX" "ENVIRONMENT" "LABELS;NEEDS")
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     target_link_libraries(${name} PRIVATE UtilsLibTestSupport UtilsLib UtilsLibWarnings)
     if(arg_NEEDS)
@@ -19,8 +19,8 @@ endfunction()
 macro(utilslib_discover name)
     set(properties TIMEOUT 120)
     if(arg_OWN_PREFIX)
-        list(APPEND arg_ENVIRONMENT "UTILSLIB_WINE_PREFIX=${name}")
-        list(APPEND properties RESOURCE_LOCK ${name})
+        # A property of its own: the discovery would take a list of two variables apart.
+        list(APPEND properties RESOURCE_LOCK ${name} ENVIRONMENT_MODIFICATION "UTILSLIB_WINE_PREFIX=set:${name}")
     endif()
     if(arg_LABELS)
         list(APPEND properties LABELS "${arg_LABELS}")

@@ -3,6 +3,7 @@
 #include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/platform/UniqueLocalMemory.h>
 #include <UtilsLib/platform/UniqueRegKey.h>
+#include <UtilsLib/platform/UniqueServiceHandle.h>
 
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
@@ -156,4 +157,16 @@ TEST(UniqueLocalMemoryTest, FreesItsBlock)
     }
 
     EXPECT_EQ(LocalFlags(block), static_cast<UINT>(LMEM_INVALID_HANDLE));
+}
+
+TEST(UniqueServiceHandleTest, ClosesItsManager)
+{
+    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
+    {
+        const Platform::UniqueServiceHandle owner(manager);
+        ASSERT_TRUE(owner);
+    }
+
+    EXPECT_FALSE(CloseServiceHandle(manager));
+    EXPECT_FALSE(Platform::UniqueServiceHandle());
 }
