@@ -21,6 +21,7 @@
 #include <UtilsLib/logging/ILogger.h>
 #include <UtilsLib/logging/ILoggerSettingsObserver.h>
 #include <UtilsLib/logging/Logger.h>
+#include <UtilsLib/logging/MiniDump.h>
 #include <UtilsLib/logging/Stack.h>
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/registry/RegUtils.h>

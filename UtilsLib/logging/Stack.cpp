@@ -1,8 +1,8 @@
 #include <UtilsLib/logging/Stack.h>
 
 #include <UtilsLib/files/Paths.h>
+#include <UtilsLib/platform/DebugHelpTurn.h>
 #include <UtilsLib/system/HelperUtils.h>
-#include <UtilsLib/threading/ScopedLock.h>
 
 #include <dbghelp.h>
 
@@ -20,12 +20,6 @@ static_assert(kSymbolOptions == 0x30237);
 constexpr DWORD kContextFlags = 0x10007; // control, integer and segment registers of the x86
 constexpr DWORD kDirectorySize = 500;    // characters with the terminator
 constexpr DWORD kNameLength = 255;       // characters of a function's name without the terminator
-
-Lock& DebugHelpLock()
-{
-    static Lock lock;
-    return lock;
-}
 
 /// The debug-help library's knowledge of this process for one trace.
 class SymbolSession
@@ -118,7 +112,7 @@ void Stack::Trace()
         return;
     }
     const HANDLE process = GetCurrentProcess();
-    const ScopedLock hold(DebugHelpLock());
+    const Platform::DebugHelpTurn turn;
     const SymbolSession session(process, m_searchPath);
     InitSymbolLookup(process, m_searchPath.c_str());
     const std::list<unsigned long long> addresses = DumpStackTraceEx(process, GetCurrentThread());

@@ -2,6 +2,7 @@
 #include <UtilsLib/platform/UniqueFindHandle.h>
 #include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/platform/UniqueLocalMemory.h>
+#include <UtilsLib/platform/UniqueModule.h>
 #include <UtilsLib/platform/UniqueRegKey.h>
 #include <UtilsLib/platform/UniqueServiceHandle.h>
 
@@ -169,4 +170,17 @@ TEST(UniqueServiceHandleTest, ClosesItsManager)
 
     EXPECT_FALSE(CloseServiceHandle(manager));
     EXPECT_FALSE(Platform::UniqueServiceHandle());
+}
+
+TEST(UniqueModuleTest, UnloadsItsLibrary)
+{
+    constexpr const char* kName = "lz32.dll"; // nothing else loads it
+    ASSERT_EQ(GetModuleHandleA(kName), nullptr);
+    {
+        const Platform::UniqueModule library(LoadLibraryA(kName));
+        EXPECT_TRUE(library) << TestSupport::LastErrorText(kName);
+    }
+
+    EXPECT_EQ(GetModuleHandleA(kName), nullptr);
+    EXPECT_FALSE(Platform::UniqueModule(LoadLibraryA("no such library.dll")));
 }

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <tests/logging/DumpFile.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace DumpTests
+{
+
+/// No dump lies in the root folder of drive C before a test and after it.
+class DumpFolder : public testing::Test
+{
+protected:
+    DumpFolder()
+    {
+        Clear();
+    }
+    ~DumpFolder() override
+    {
+        Clear();
+    }
+
+    /// The path of the one dump there is. Throws when there is none or more.
+    static std::string OnlyDump()
+    {
+        return DumpsOnDriveC().size() == 1 ? DumpsOnDriveC().front() : throw std::runtime_error("not one dump");
+    }
+    static std::string ReadOnlyDump()
+    {
+        std::ifstream file(OnlyDump(), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+    static void Clear()
+    {
+        for (const std::string& path : DumpsOnDriveC())
+        {
+            DeleteFileA(path.c_str());
+            RemoveDirectoryA(path.c_str());
+        }
+    }
+};
+
+} // namespace DumpTests
