@@ -23,6 +23,14 @@
 #include <UtilsLib/logging/Logger.h>
 #include <UtilsLib/logging/MiniDump.h>
 #include <UtilsLib/logging/Stack.h>
+#include <UtilsLib/progress/IGlobalProgressManager.h>
+#include <UtilsLib/progress/IProgressView.h>
+#include <UtilsLib/progress/Progress.h>
+#include <UtilsLib/progress/ProgressHandler.h>
+#include <UtilsLib/progress/ProgressHandlerContainer.h>
+#include <UtilsLib/progress/ScopedProgressObserver.h>
+#include <UtilsLib/progress/ScopedProgressState.h>
+#include <UtilsLib/progress/ScopedSubProgress.h>
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/registry/RegUtils.h>
 #include <UtilsLib/system/HelperUtils.h>

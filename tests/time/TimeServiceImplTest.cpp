@@ -2,14 +2,15 @@
 
 #include <UtilsLib/WindowsTypes.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/SlotOf.h>
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <ctime>
 #include <type_traits>
 
 using TestSupport::ImportPatch;
+using TestSupport::SlotOf;
 using UtilsLib::ITimeServiceImpl;
 using UtilsLib::TimeServiceImpl;
 
@@ -42,17 +43,6 @@ void CALLBACK NoteCall(ULONG_PTR)
 {
     ms_called = true;
 }
-
-#if defined(__GNUC__)
-/// The number of a virtual operation in the function table: gcc keeps it in the member's pointer, one above its offset.
-template <typename Member>
-std::size_t SlotOf(Member member)
-{
-    std::size_t offset = 0;
-    std::memcpy(&offset, &member, sizeof(offset));
-    return (offset - 1) / sizeof(void*);
-}
-#endif
 
 } // namespace
 
