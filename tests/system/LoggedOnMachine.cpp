@@ -235,6 +235,7 @@ BOOL WINAPI UnloadProfile(HANDLE token, HANDLE profile)
     {
         RegCloseKey(g_machine->hive);
     }
+    SetLastError(ERROR_SUCCESS);
     return unloaded;
 }
 
