@@ -3,6 +3,8 @@
 /// Every public header of the library.
 
 #include <UtilsLib/cloud/CloudServerHost.h>
+#include <UtilsLib/cloud/DriveURLProvider.h>
+#include <UtilsLib/cloud/MappedDrives.h>
 #include <UtilsLib/compression/CompressionLib.h>
 #include <UtilsLib/compression/DataSnapshot.h>
 #include <UtilsLib/files/BatchFile.h>
@@ -33,8 +35,13 @@
 #include <UtilsLib/progress/ScopedSubProgress.h>
 #include <UtilsLib/registry/LiveRegSettings.h>
 #include <UtilsLib/registry/RegUtils.h>
+#include <UtilsLib/system/COMInit.h>
+#include <UtilsLib/system/ComString.h>
 #include <UtilsLib/system/HelperUtils.h>
 #include <UtilsLib/system/LoadLoggedInUserProfileRAII.h>
+#include <UtilsLib/system/MessageFilterSwitch.h>
+#include <UtilsLib/system/RaiiObject.h>
+#include <UtilsLib/system/WMIComponent.h>
 #include <UtilsLib/text/StringUtils.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>
