@@ -6,6 +6,7 @@
 #include <UtilsLib/platform/UniqueRegKey.h>
 #include <UtilsLib/platform/UniqueServiceHandle.h>
 
+#include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -23,8 +24,16 @@ const TestSupport::TempFolder& SharedFolder()
     return folder;
 }
 
-// One per owner: how to make a live one.
-struct EventOwner
+// One per owner: how to make a live one, and how many there are.
+struct KernelOwner
+{
+    static unsigned long Open()
+    {
+        return OpenHandles();
+    }
+};
+
+struct EventOwner : KernelOwner
 {
     using Owner = Platform::UniqueHandle;
     static HANDLE Make()
@@ -33,7 +42,7 @@ struct EventOwner
     }
 };
 
-struct FileOwner
+struct FileOwner : KernelOwner
 {
     using Owner = Platform::UniqueFileHandle;
     static HANDLE Make()
@@ -43,7 +52,7 @@ struct FileOwner
     }
 };
 
-struct KeyOwner
+struct KeyOwner : KernelOwner
 {
     using Owner = Platform::UniqueRegKey;
     static HKEY Make()
@@ -54,64 +63,93 @@ struct KeyOwner
     }
 };
 
+/// The service control manager's handles are no kernel handles: the calls are counted.
+struct ServiceOwner
+{
+    using Owner = Platform::UniqueServiceHandle;
+    static SC_HANDLE Make()
+    {
+        const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
+        ms_open += manager != nullptr ? 1 : 0;
+        return manager;
+    }
+    static unsigned long Open()
+    {
+        static const TestSupport::ImportPatch closing("ADVAPI32.dll", "CloseServiceHandle", &CountClosing,
+                                                      "platform_tests.exe");
+        ms_close = closing.Original<decltype(CountClosing)>();
+        return ms_open;
+    }
+    static BOOL WINAPI CountClosing(SC_HANDLE handle)
+    {
+        const BOOL closed = ms_close(handle);
+        ms_open -= closed ? 1 : 0;
+        SetLastError(ERROR_GEN_FAILURE); // for the owner to keep from its caller
+        return closed;
+    }
+    inline static unsigned long ms_open = 0;
+    inline static decltype(&CountClosing) ms_close = nullptr;
+};
+
 template <typename Case>
 class UniqueResourceTest : public testing::Test
 {
 protected:
     UniqueResourceTest()
     {
+        Case::Open();
         const typename Case::Owner warmUp(Case::Make()); // opens what the system itself keeps
     }
 };
 
-using Owners = testing::Types<EventOwner, FileOwner, KeyOwner>;
+using Owners = testing::Types<EventOwner, FileOwner, KeyOwner, ServiceOwner>;
 TYPED_TEST_SUITE(UniqueResourceTest, Owners);
 
 } // namespace
 
 TYPED_TEST(UniqueResourceTest, ClosesOnceAtScopeEnd)
 {
-    const unsigned long before = OpenHandles();
+    const unsigned long before = TypeParam::Open();
     {
         const typename TypeParam::Owner owner(TypeParam::Make());
         ASSERT_TRUE(owner);
-        EXPECT_EQ(OpenHandles(), before + 1);
+        EXPECT_EQ(TypeParam::Open(), before + 1);
     }
 
-    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_EQ(TypeParam::Open(), before);
 }
 
 TYPED_TEST(UniqueResourceTest, MovesLeaveTheSourceEmpty)
 {
-    const unsigned long before = OpenHandles();
+    const unsigned long before = TypeParam::Open();
     {
         typename TypeParam::Owner source(TypeParam::Make());
         const auto value = source.Get();
         const typename TypeParam::Owner target(std::move(source));
         EXPECT_EQ(target.Get(), value);
         EXPECT_FALSE(source);
-        EXPECT_EQ(OpenHandles(), before + 1);
+        EXPECT_EQ(TypeParam::Open(), before + 1);
     }
 
-    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_EQ(TypeParam::Open(), before);
 }
 
 TYPED_TEST(UniqueResourceTest, MovedOntoALiveOneClosesIt)
 {
-    const unsigned long before = OpenHandles();
+    const unsigned long before = TypeParam::Open();
     {
         typename TypeParam::Owner target(TypeParam::Make());
         target = typename TypeParam::Owner(TypeParam::Make());
         EXPECT_TRUE(target);
-        EXPECT_EQ(OpenHandles(), before + 1);
+        EXPECT_EQ(TypeParam::Open(), before + 1);
     }
 
-    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_EQ(TypeParam::Open(), before);
 }
 
 TYPED_TEST(UniqueResourceTest, AnEmptyOneSurvivesEverything)
 {
-    const unsigned long before = OpenHandles();
+    const unsigned long before = TypeParam::Open();
     {
         typename TypeParam::Owner empty;
         EXPECT_FALSE(empty);
@@ -122,7 +160,7 @@ TYPED_TEST(UniqueResourceTest, AnEmptyOneSurvivesEverything)
         EXPECT_TRUE(moved);
     }
 
-    EXPECT_EQ(OpenHandles(), before);
+    EXPECT_EQ(TypeParam::Open(), before);
 }
 
 TYPED_TEST(UniqueResourceTest, KeepsTheLastErrorWhenItCloses)
@@ -158,18 +196,6 @@ TEST(UniqueLocalMemoryTest, FreesItsBlock)
     }
 
     EXPECT_EQ(LocalFlags(block), static_cast<UINT>(LMEM_INVALID_HANDLE));
-}
-
-TEST(UniqueServiceHandleTest, ClosesItsManager)
-{
-    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
-    {
-        const Platform::UniqueServiceHandle owner(manager);
-        ASSERT_TRUE(owner);
-    }
-
-    EXPECT_FALSE(CloseServiceHandle(manager));
-    EXPECT_FALSE(Platform::UniqueServiceHandle());
 }
 
 TEST(UniqueModuleTest, UnloadsItsLibrary)
