@@ -4,9 +4,17 @@
 
 #include <UtilsLib/cloud/CloudServerHost.h>
 #include <UtilsLib/cloud/DriveURLProvider.h>
+#include <UtilsLib/cloud/IURLValidator.h>
 #include <UtilsLib/cloud/MappedDrives.h>
+#include <UtilsLib/cloud/OfficeAdapterBasedRegexURLValidator.h>
 #include <UtilsLib/compression/CompressionLib.h>
 #include <UtilsLib/compression/DataSnapshot.h>
+#include <UtilsLib/events/Cast.h>
+#include <UtilsLib/events/Event.h>
+#include <UtilsLib/events/eEventScope.h>
+#include <UtilsLib/events/eEventState.h>
+#include <UtilsLib/events/eEventType.h>
+#include <UtilsLib/events/eEventZone.h>
 #include <UtilsLib/files/BatchFile.h>
 #include <UtilsLib/files/Directory.h>
 #include <UtilsLib/files/File.h>
@@ -42,6 +50,9 @@
 #include <UtilsLib/system/MessageFilterSwitch.h>
 #include <UtilsLib/system/RaiiObject.h>
 #include <UtilsLib/system/WMIComponent.h>
+#include <UtilsLib/text/Base64.h>
+#include <UtilsLib/text/EmailUtils.h>
+#include <UtilsLib/text/Guid.h>
 #include <UtilsLib/text/StringUtils.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>

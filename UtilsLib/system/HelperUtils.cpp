@@ -6,6 +6,8 @@
 #include <UtilsLib/platform/UniqueLocalMemory.h>
 #include <UtilsLib/text/StringUtils.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 namespace UtilsLib
@@ -109,6 +111,17 @@ void HelperUtils::TrimAccdata(std::string& path)
     {
         path.resize(path.size() - kAccdata.size());
     }
+}
+
+std::vector<Event> HelperUtils::FilterEvents(const std::vector<Event>& events, const std::vector<EventDontShow>& hidden)
+{
+    std::vector<Event> shown;
+    std::copy_if(events.begin(), events.end(), std::back_inserter(shown), [&hidden](const Event& event) {
+        return std::count_if(hidden.begin(), hidden.end(), [&event](const EventDontShow& kind) {
+                   return kind.scope == event.scope && kind.zone == event.zone && kind.type == event.type;
+               }) == 0;
+    });
+    return shown;
 }
 
 } // namespace UtilsLib

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <UtilsLib/Export.h>
+#include <UtilsLib/events/Event.h>
 
 #include <string>
+#include <vector>
 
 namespace UtilsLib
 {
@@ -37,6 +39,9 @@ public:
     /// Removes "\accdata" from the end of `path`, in place. Strict: nothing is removed when the letters are written
     /// otherwise, when a separator follows, or when "\accdata" also occurs earlier in the path.
     static void TrimAccdata(std::string& path);
+    /// Copies of the events that the user wants to see, in their order: an event is dropped when its scope, zone and
+    /// type are all those of some entry of `hidden`.
+    static std::vector<Event> FilterEvents(const std::vector<Event>& events, const std::vector<EventDontShow>& hidden);
 };
 
 } // namespace UtilsLib
