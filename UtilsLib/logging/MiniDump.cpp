@@ -3,6 +3,7 @@
 #include <UtilsLib/platform/DebugHelpTurn.h>
 #include <UtilsLib/platform/StructuredGuard.h>
 #include <UtilsLib/platform/UniqueFileHandle.h>
+#include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/platform/UniqueModule.h>
 #include <UtilsLib/time/Time.h>
 
@@ -21,7 +22,8 @@ constexpr int kDumpType = MiniDumpWithDataSegs | MiniDumpWithHandleData;
 static_assert(kDumpType == 5);
 
 constexpr DWORD kTurnLimit = 30'000; // ms of waiting for a trace or a dump of another thread; last chances wait twice
-constexpr DWORD kTimeToEnd = 2'000;  // ms for a thread that has written its dump to end the process
+constexpr DWORD kOtherStackLimit = 30'000; // ms for a dump that another thread writes
+constexpr DWORD kTimeToEnd = 2'000;        // ms for a thread that has written its dump to end the process
 
 std::string DumpPath()
 {
@@ -34,6 +36,7 @@ struct DumpCall
 {
     decltype(&MiniDumpWriteDump) function;
     HANDLE file;
+    DWORD threadId;
     EXCEPTION_POINTERS* exception;
     BOOL result;
 };
@@ -42,7 +45,7 @@ void MakeDumpCall(void* argument) noexcept
 {
     auto& call = *static_cast<DumpCall*>(argument);
     MINIDUMP_EXCEPTION_INFORMATION information = {};
-    information.ThreadId = GetCurrentThreadId();
+    information.ThreadId = call.threadId;
     information.ExceptionPointers = call.exception;
     information.ClientPointers = TRUE;
     call.result = call.function(GetCurrentProcess(), GetCurrentProcessId(), call.file,
@@ -55,7 +58,7 @@ LONG GiveUp(EXCEPTION_POINTERS*, void*) noexcept
 }
 
 /// Loaded by name at this moment: a host may bring a newer library than the system's.
-BOOL WriteDumpTo(HANDLE file, EXCEPTION_POINTERS* exception)
+BOOL WriteDumpTo(HANDLE file, DWORD threadId, EXCEPTION_POINTERS* exception)
 {
     const Platform::UniqueModule library(LoadLibraryA("dbghelp.dll"));
     if (!library)
@@ -67,6 +70,7 @@ BOOL WriteDumpTo(HANDLE file, EXCEPTION_POINTERS* exception)
     call.function = reinterpret_cast<decltype(call.function)>(
         reinterpret_cast<void*>(GetProcAddress(library.Get(), "MiniDumpWriteDump")));
     call.file = file;
+    call.threadId = threadId;
     call.exception = exception;
     if (call.function == nullptr)
     {
@@ -76,7 +80,7 @@ BOOL WriteDumpTo(HANDLE file, EXCEPTION_POINTERS* exception)
     return Platform::CallGuarded(&MakeDumpCall, &GiveUp, &call) ? call.result : FALSE;
 }
 
-BOOL WriteDumpFile(EXCEPTION_POINTERS* exception)
+BOOL WriteDumpFile(DWORD threadId, EXCEPTION_POINTERS* exception)
 {
     const std::string path = DumpPath();
     Platform::UniqueFileHandle file(
@@ -85,7 +89,7 @@ BOOL WriteDumpFile(EXCEPTION_POINTERS* exception)
     {
         return FALSE;
     }
-    const BOOL result = WriteDumpTo(file.Get(), exception);
+    const BOOL result = WriteDumpTo(file.Get(), threadId, exception);
     file.Reset();
     if (!result)
     {
@@ -94,17 +98,51 @@ BOOL WriteDumpFile(EXCEPTION_POINTERS* exception)
     return result;
 }
 
-bool WriteDump(EXCEPTION_POINTERS* exception) noexcept
+bool TryWriteDumpFile(DWORD threadId, EXCEPTION_POINTERS* exception) noexcept
 {
-    const Platform::DebugHelpTurn turn(kTurnLimit);
     try
     {
-        return WriteDumpFile(exception) == TRUE;
+        return WriteDumpFile(threadId, exception) == TRUE;
     }
     catch (...)
     {
         return false; // no memory for the file's name
     }
+}
+
+/// Not on the stack of the thread that asks: when it stops waiting, the other one still has it.
+struct OtherStack
+{
+    DWORD threadId;
+    EXCEPTION_POINTERS* exception;
+    bool written;
+};
+OtherStack g_otherStack; // belongs to the thread whose turn it is
+
+DWORD WINAPI WriteDumpOnThread(void*)
+{
+    g_otherStack.written = TryWriteDumpFile(g_otherStack.threadId, g_otherStack.exception);
+    return 0;
+}
+
+/// For a thread whose own stack is full.
+bool WriteDumpOnOtherStack(EXCEPTION_POINTERS* exception)
+{
+    g_otherStack = {GetCurrentThreadId(), exception, false};
+    const Platform::UniqueHandle thread(CreateThread(nullptr, 0, &WriteDumpOnThread, nullptr, 0, nullptr));
+    return thread && WaitForSingleObject(thread.Get(), kOtherStackLimit) == WAIT_OBJECT_0 && g_otherStack.written;
+}
+
+bool IsStackFull(const EXCEPTION_POINTERS& exception)
+{
+    return exception.ExceptionRecord != nullptr && exception.ExceptionRecord->ExceptionCode == EXCEPTION_STACK_OVERFLOW;
+}
+
+bool WriteDump(EXCEPTION_POINTERS* exception) noexcept
+{
+    const Platform::DebugHelpTurn turn(kTurnLimit);
+    return IsStackFull(*exception) ? WriteDumpOnOtherStack(exception)
+                                   : TryWriteDumpFile(GetCurrentThreadId(), exception);
 }
 
 struct DumpRequest

@@ -3,10 +3,10 @@
 #include <UtilsLib/Export.h>
 #include <UtilsLib/WindowsTypes.h>
 
-// Crash dumps. All three functions are global, may be called by any thread and take turns with each other and with
-// stack traces; a thread waits a minute at most for the others. The file is
-// "c:\hx41svc crashdump 15-Nov-2026 04-45-23.dmp" with the local time, so of two dumps in the same second the later one
-// remains. A dump that cannot be written whole leaves no file and no message.
+// Crash dumps. All three functions are global and may be called by any thread. The file is
+// "c:\hx41svc crashdump 15-Nov-2026 04-45-23.dmp" with the local time, so of two dumps of the same second the later one
+// remains. A dump that cannot be written whole leaves no file and no message. Dumps and stack traces take turns; a dump
+// waits half a minute at most for another thread's, and is written by a thread of its own when the stack is full.
 
 /// Writes a dump of this process that shows `exception` on the calling thread. Always 1.
 ///
@@ -19,9 +19,12 @@ UTILSLIB_API DWORD CreateMiniDump(EXCEPTION_POINTERS* exception, bool& written);
 /// A filter for SetUnhandledExceptionFilter: breaks into the debugger if there is one, writes a dump and ends the
 /// process at once, by TerminateProcess with the exception's code, also when there is no dump. Without a record the
 /// code is that of an access violation. Does not come back; the result, 1, is for the type's sake.
+///
+/// When another thread has been writing a dump, that one gets two seconds to end the process, so that its dump stays.
 UTILSLIB_API LONG WINAPI LastChanceMiniDumpProcess(EXCEPTION_POINTERS* exception);
 
 /// A handler for std::set_terminate: breaks into the debugger if there is one, writes the dump of
-/// CreateMiniDump(nullptr) and comes back; std::terminate then ends the process with abort's exit code, 3. When another
-/// thread has been writing a dump, it gets two seconds to end the process, so that its dump stays.
+/// CreateMiniDump(nullptr) and comes back; std::terminate then ends the process with abort's exit code, 3. When the
+/// dump cannot be written, the access violation ends it. Gives way to another thread's dump as
+/// LastChanceMiniDumpProcess does.
 UTILSLIB_API void LastChanceTerminate();

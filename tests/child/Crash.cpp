@@ -73,6 +73,13 @@ int Recurse(volatile int* depth)
     return *depth == 0 ? 0 : Recurse(depth) + space[0];
 }
 
+void OverflowStack()
+{
+    Note("overflow");
+    volatile int depth = 0;
+    Recurse(&depth);
+}
+
 /// Ends the process in a way of its own, so that the parent sees that the library's fault came here.
 LONG WINAPI EndByOwnFilter(EXCEPTION_POINTERS* exception)
 {
@@ -153,8 +160,11 @@ int Die(const std::string& way)
     }
     else if (way == "overflow-stack")
     {
-        volatile int depth = 0;
-        return Recurse(&depth);
+        OverflowStack();
+    }
+    else if (way == "overflow-on-another-thread")
+    {
+        std::thread(OverflowStack).join();
     }
     return 2;
 }

@@ -1,10 +1,11 @@
 #include <UtilsLib/logging/MiniDump.h>
 
+#include <UtilsLib/logging/Stack.h>
 #include <UtilsLib/platform/UniqueHandle.h>
-#include <UtilsLib/time/Time.h>
 
 #include <tests/logging/DumpFolder.h>
 #include <tests/support/ChildProcess.h>
+#include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/TempFolder.h>
 
@@ -12,15 +13,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 using DumpTests::DumpFile;
 using DumpTests::DumpsOnDriveC;
 using testing::Contains;
 using TestSupport::ChildResult;
+using TestSupport::Gate;
 using TestSupport::ImportPatch;
 using TestSupport::RunChild;
 
@@ -150,11 +154,48 @@ DebuggedResult RunDebugged(const std::string& arguments)
 UINT g_exitCode = 0;
 HANDLE g_ended = nullptr;
 
+std::atomic<unsigned long long> g_ticks = 0;
+std::vector<DWORD> g_pauses;
+
+/// Ten seconds each time somebody looks.
+ULONGLONG WINAPI HurryingClock()
+{
+    return g_ticks += 10'000;
+}
+
+void WINAPI RecordedSleep(DWORD milliseconds)
+{
+    g_pauses.push_back(milliseconds);
+    Sleep(0);
+}
+
 BOOL WINAPI NoEnd(HANDLE process, UINT exitCode)
 {
     g_ended = process;
     g_exitCode = exitCode;
     return TRUE;
+}
+
+/// In the place of TerminateProcess: another thread's dump at this moment.
+BOOL WINAPI DumpOnAnotherThread(HANDLE, UINT)
+{
+    std::thread([] {
+        EXCEPTION_RECORD record = {};
+        EXCEPTION_POINTERS pointers = {&record, nullptr};
+        bool written = false;
+        CreateMiniDump(&pointers, written);
+    }).join();
+    return TRUE;
+}
+
+Gate g_inSession;
+Gate g_leaveSession;
+
+BOOL WINAPI StayInSession(HANDLE, PCSTR, BOOL)
+{
+    g_inSession.Open();
+    EXPECT_TRUE(g_leaveSession.Wait());
+    return FALSE;
 }
 
 HANDLE WINAPI NoFile(LPCSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
@@ -209,6 +250,17 @@ TEST_F(LastChanceTest, CrashOfAnotherThreadIsDumpedAsThatThreads)
     const DumpFile dump(OnlyDump());
     EXPECT_EQ(dump.Exception().ThreadId, Read().threadId);
     EXPECT_GE(dump.ThreadIds().size(), 2u);
+}
+
+TEST_F(LastChanceTest, FullStackLeavesADumpOfItsThread)
+{
+    for (const char* const way : {"overflow-stack", "overflow-on-another-thread"})
+    {
+        Clear();
+        EXPECT_EQ(Die(way).exitCode, static_cast<DWORD>(EXCEPTION_STACK_OVERFLOW)) << way;
+        EXPECT_EQ(CodeInDump(OnlyDump()), static_cast<DWORD>(EXCEPTION_STACK_OVERFLOW)) << way;
+        EXPECT_EQ(DumpFile(OnlyDump()).Exception().ThreadId, Read().threadId) << way;
+    }
 }
 
 TEST_F(LastChanceTest, TerminateLeavesADumpAndEndsByAbort)
@@ -317,4 +369,45 @@ TEST_F(LastChanceTest, TerminateHandlerCanBeCalledAgainAndAgain)
         LastChanceTerminate();
         EXPECT_EQ(DumpFile(OnlyDump()).Exception().ThreadId, GetCurrentThreadId());
     }
+}
+
+TEST_F(LastChanceTest, NoOtherDumpBeginsWhileTheFilterEndsTheProcess)
+{
+    const ImportPatch end(kKernel, "TerminateProcess", &DumpOnAnotherThread);
+    const ImportPatch clock(kKernel, "GetTickCount64", &HurryingClock);
+    const ImportPatch none(kKernel, "CreateFileA", &NoFile);
+    EXCEPTION_RECORD record = {};
+    EXCEPTION_POINTERS pointers = {&record, nullptr};
+
+    g_pauses.clear();
+    const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
+    LastChanceMiniDumpProcess(&pointers);
+
+    EXPECT_FALSE(g_pauses.empty()); // the other thread has waited, until it lost patience
+}
+
+TEST_F(LastChanceTest, ThreadThatHoldsDebugHelpForEverDelaysACrashByAMinute)
+{
+    const ImportPatch initialize("dbghelp.dll", "SymInitialize", &StayInSession);
+    std::thread tracing([] { UtilsLib::Stack("").Trace(); });
+    EXPECT_TRUE(g_inSession.Wait());
+    {
+        const ImportPatch end(kKernel, "TerminateProcess", &NoEnd);
+        const ImportPatch clock(kKernel, "GetTickCount64", &HurryingClock);
+        const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
+        const ImportPatch create(kKernel, "CreateFileA", &NoFile);
+        EXCEPTION_RECORD record = {};
+        record.ExceptionCode = 0xE0002222;
+        EXCEPTION_POINTERS pointers = {&record, nullptr};
+        g_pauses.clear();
+        g_ticks = 0;
+
+        EXPECT_EQ(LastChanceMiniDumpProcess(&pointers), 1);
+
+        EXPECT_EQ(g_exitCode, 0xE0002222);
+        // Half a minute before the dump, two seconds for the other thread to end the process, half a minute again.
+        EXPECT_THAT(g_pauses, testing::ElementsAre(10, 10, 2000, 10, 10));
+    }
+    g_leaveSession.Open();
+    tracing.join();
 }

@@ -646,7 +646,8 @@ TEST_F(LoggerTest, StackIsLoggedWhenSwitchedOn)
     logger.Shutdown();
 
     const std::string text = Text();
-    EXPECT_THAT(text, testing::HasSubstr(", (1:1), Stack trace: "));
+    EXPECT_THAT(text, testing::HasSubstr(", (1:1), Stack trace: \r\nTRACE:\r\nFRAME Lib: "));
+    EXPECT_THAT(text, testing::HasSubstr("UtilsLib::Logger::LogStack"));
     EXPECT_EQ(text.find("Stack trace: "), text.rfind("Stack trace: "));
 }
 

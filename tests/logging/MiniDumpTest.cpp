@@ -22,7 +22,6 @@
 
 using DumpTests::DumpFile;
 using DumpTests::DumpsOnDriveC;
-using testing::Contains;
 using testing::ElementsAre;
 using TestSupport::ImportPatch;
 using UtilsLib::Platform::CallGuarded;
@@ -508,4 +507,14 @@ TEST_F(MiniDumpTest, DumpsAndTracesOfSeveralThreadsTakeTurns)
     }
 
     EXPECT_EQ(g_most, 1);
+}
+
+TEST_F(MiniDumpTest, LibraryIsAllowedHandlersOfStructuredExceptions)
+{
+    // Windows calls no handler of a module that is marked as having none.
+    const auto* const base = reinterpret_cast<const unsigned char*>(GetModuleHandleA("UtilsLib.dll"));
+    const auto* const headers =
+        reinterpret_cast<const IMAGE_NT_HEADERS*>(base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+
+    EXPECT_EQ(headers->OptionalHeader.DllCharacteristics & IMAGE_DLLCHARACTERISTICS_NO_SEH, 0);
 }

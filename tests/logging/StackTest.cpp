@@ -3,6 +3,7 @@
 #include <UtilsLib/files/Paths.h>
 #include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/system/HelperUtils.h>
+#include <tests/support/FieldsOf.h>
 #include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
@@ -430,6 +431,37 @@ TEST(StackTest, CopiesTakeSearchPathAndFrames)
         each->Trace();
         EXPECT_EQ(session.Calls().at(session.Calls().size() - 3), "SymSetSearchPath C:\\Symbols");
     }
+}
+
+TEST(StackTest, FieldsStandInTheirOrder)
+{
+    struct Frame
+    {
+        std::string module;
+        std::string function;
+        unsigned int line;
+        unsigned long long address;
+    };
+    struct Fields
+    {
+        std::string searchPath;
+        std::vector<Frame> frames;
+    };
+    const MadeUpSession session;
+    const ImportPatch bases(kDebugHelp, "SymGetModuleBase64", &ModuleOfOddAddresses);
+    const ImportPatch modules(kDebugHelp, "SymGetModuleInfo64", &MadeUpModule);
+    const ImportPatch symbols(kDebugHelp, "SymGetSymFromAddr64", &NoSymbolOfTheLibrary);
+    const ImportPatch lines(kDebugHelp, "SymGetLineFromAddr64", &MadeUpLine);
+    Stack stack("C:\\Symbols");
+    stack.Trace();
+
+    const auto& fields = TestSupport::FieldsOf<Fields>(stack);
+    EXPECT_EQ(fields.searchPath, "C:\\Symbols");
+    ASSERT_EQ(fields.frames.size(), 2u);
+    EXPECT_EQ(fields.frames[0].module, "module");
+    EXPECT_EQ(fields.frames[0].function, "function1");
+    EXPECT_EQ(fields.frames[0].line, 4'000'000'000u);
+    EXPECT_EQ(fields.frames[0].address, 1001u);
 }
 
 TEST(StackTest, FunctionNamesHaveAtMost255Characters)
