@@ -103,10 +103,4 @@ std::string ProgressHandler::GetSubMessage()
     return m_subMessage;
 }
 
-void ProgressHandler::SwapSubMessage(std::string& message)
-{
-    const ScopedLock hold(m_lock);
-    m_subMessage.swap(message);
-}
-
 } // namespace UtilsLib

@@ -60,11 +60,6 @@ public:
     std::string GetSubMessage() override;
 
 private:
-    friend class ScopedSubProgress; // puts the sub-message back in its destructor, which must not fail
-
-    /// Exchanges the sub-message and `message` without taking memory.
-    void SwapSubMessage(std::string& message);
-
     const Progress::Data m_data;
     mutable Lock m_lock;
     unsigned long long m_end UTILSLIB_GUARDED_BY(m_lock) = 0;

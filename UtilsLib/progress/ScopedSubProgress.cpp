@@ -18,7 +18,9 @@ ScopedSubProgress::~ScopedSubProgress()
 {
     m_handler.UpdateProgressEnd(m_end, ProgressHandler::Absolute);
     m_handler.UpdateProgressCurrent(std::min(m_current, m_end), ProgressHandler::Absolute);
-    m_handler.SwapSubMessage(m_subMessage);
+    // Cannot run out of memory: the handler's string has held this text, and gives no memory back when it is assigned
+    // to.
+    m_handler.UpdateSubMessage(m_subMessage);
 }
 
 void ScopedSubProgress::Begin(unsigned long long end)

@@ -217,12 +217,35 @@ TEST_F(ScopedSubProgressTest, BringsBackTheEndThenTheCurrentCountThenTheSubMessa
     EXPECT_EQ(states, (std::vector<std::string>{"6 of 100 part", "40 of 100 part", "40 of 100 outer"}));
 }
 
+TEST_F(ScopedSubProgressTest, BringsBackTheCurrentCountOfBeforeWhenSomebodyRaisesTheEndBetweenTheSteps)
+{
+    m_handler.Begin(100, 140);
+    std::optional<ScopedSubProgress> part(std::in_place, m_handler, "part");
+    {
+        LockRecorder locks;
+        bool raised = false;
+        locks.OnLeaving([&] {
+            if (!raised)
+            {
+                raised = true;
+                m_handler.UpdateProgressEnd(500, kAbsolute);
+            }
+        });
+        part.reset();
+    }
+
+    EXPECT_EQ(State(), "100 of 500 outer");
+}
+
 TEST_F(ScopedSubProgressTest, ItsEndNeedsNoMemory)
 {
     const std::string outer(1000, 'o');
     m_handler.UpdateSubMessage(outer);
     std::optional<ScopedSubProgress> part(std::in_place, m_handler, "part");
-    m_handler.UpdateSubMessage(std::string(2000, 'p'));
+    {
+        const ScopedSubProgress inner(m_handler, "part of the part");
+        m_handler.UpdateSubMessage("");
+    }
     {
         const AllocationFault fault(1);
         part.reset();
