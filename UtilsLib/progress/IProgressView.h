@@ -21,7 +21,8 @@ public:
     virtual unsigned long long GetProgressCurrent() const = 0;
     /// The description, valid as long as what is viewed.
     virtual const Progress::Data& GetData() const = 0;
-    /// A copy of the text of what is being done at the moment. Not const: views of hosts may fetch it.
+    /// A copy of the text of what is being done at the moment. Not const, on purpose: hosts
+    /// implement it so.
     virtual std::string GetSubMessage() = 0;
     /// Nobody may look any more.
     virtual ~IProgressView() = default;

@@ -109,6 +109,12 @@ std::ostream& operator<<(std::ostream& out, const UpdateCase& update)
     return out << update.before << ", value " << update.value << ", type " << update.type;
 }
 
+template <typename View>
+concept HasSubMessage = requires(View& view)
+{
+    view.GetSubMessage();
+};
+
 class ProgressHandlerTest : public testing::Test
 {
 protected:
@@ -128,6 +134,12 @@ TEST_F(ProgressHandlerTest, SlotsOfTheViewAreInTheirOrderAndTheDestructorIsLast)
     EXPECT_EQ(SlotOf(&ProgressHandler::GetSubMessage), 4u);
 }
 #endif
+
+TEST_F(ProgressHandlerTest, GetSubMessageOfTheViewIsNotConst)
+{
+    EXPECT_TRUE(HasSubMessage<IProgressView>);
+    EXPECT_FALSE(HasSubMessage<const IProgressView>);
+}
 
 TEST_F(ProgressHandlerTest, FieldsAreInTheirOrder)
 {
