@@ -78,6 +78,7 @@ void AddCompressionJobs();
 void AddDirectoryJobs();
 void AddFileOperationsJobs();
 void AddLoggerJobs();
+void AddProgressJobs();
 void AddSettingsJobs();
 void AddStringsJobs();
 

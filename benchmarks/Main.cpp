@@ -38,6 +38,7 @@ int main(int argc, char** argv)
 
     Bench::AddLoggerJobs();
     Bench::AddSettingsJobs();
+    Bench::AddProgressJobs();
     Bench::AddStringsJobs();
     Bench::AddCompressionJobs();
     Bench::AddFileOperationsJobs();

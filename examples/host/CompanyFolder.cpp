@@ -1,13 +1,19 @@
 #include <CompanyFolder.h>
 
 #include <UtilsLib/files/FileOperations.h>
+#include <UtilsLib/progress/ScopedSubProgress.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <random>
 #include <system_error>
+
+using UtilsLib::FileOperations;
+using UtilsLib::ProgressHandler;
+using UtilsLib::ScopedSubProgress;
 
 namespace
 {
@@ -124,19 +130,23 @@ std::vector<CompanyFile> ListCompany(const std::string& folder)
     return files;
 }
 
-unsigned long long CompanyDigest(const std::string& folder)
+unsigned long long CompanyDigest(const std::string& folder, ProgressHandler& progress, const std::string& what)
 {
     std::vector<CompanyFile> files = ListCompany(folder);
     std::sort(files.begin(), files.end(), [](const CompanyFile& a, const CompanyFile& b) { return a.path < b.path; });
+    ScopedSubProgress part(progress, what);
+    part.Begin(std::accumulate(files.begin(), files.end(), 0ull,
+                               [](unsigned long long sum, const CompanyFile& file) { return sum + file.size; }));
     Digest digest;
     for (const CompanyFile& file : files)
     {
         digest.Add(reinterpret_cast<const unsigned char*>(file.path.data()), file.path.size());
-        UtilsLib::FileOperations::OperateOnFile(folder + "\\" + file.path, kChunk,
-                                                [&digest](const unsigned char* data, unsigned int length, bool) {
-                                                    digest.Add(data, length);
-                                                    return true;
-                                                });
+        FileOperations::OperateOnFile(folder + "\\" + file.path, kChunk,
+                                      [&](const unsigned char* data, unsigned int length, bool) {
+                                          digest.Add(data, length);
+                                          part.UpdateProgressCurrent(length, ProgressHandler::Relative);
+                                          return true;
+                                      });
     }
     return digest.Value();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <UtilsLib/progress/ProgressHandler.h>
+
 #include <string>
 #include <vector>
 
@@ -17,5 +19,7 @@ void MakeSampleCompany(const std::string& folder);
 /// Every file below `folder`. Files that come and go meanwhile are left out.
 std::vector<CompanyFile> ListCompany(const std::string& folder);
 
-/// A number that differs when a name or a byte below `folder` differs.
-unsigned long long CompanyDigest(const std::string& folder);
+/// A number that differs when a name or a byte below `folder` differs. The bytes read show as the part `what` of
+/// `progress`.
+unsigned long long CompanyDigest(const std::string& folder, UtilsLib::ProgressHandler& progress,
+                                 const std::string& what);

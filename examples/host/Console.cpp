@@ -3,13 +3,6 @@
 #include <cstdio>
 #include <io.h>
 
-namespace
-{
-
-constexpr int kBarWidth = 30;
-
-} // namespace
-
 Console::Console() : m_terminal(_isatty(_fileno(stdout)) != 0)
 {
 }
@@ -32,35 +25,40 @@ void Console::Value(const std::string& name, const std::string& value)
     std::fflush(stdout);
 }
 
-void Console::Progress(const std::string& what, double done)
+void Console::DrawBar(const std::string& text)
 {
     if (!m_terminal)
     {
         return;
     }
-    const int filled = static_cast<int>(done * kBarWidth);
-    const std::string bar = std::string(filled, '#') + std::string(kBarWidth - filled, '.');
-    std::printf("\r   %s [%s] %3d %%", what.c_str(), bar.c_str(), static_cast<int>(done * 100));
+    // Blanks over what is left of the one before.
+    const std::size_t rest = m_barLength > text.size() ? m_barLength - text.size() : 0;
+    std::printf("\r   %s%s", text.c_str(), std::string(rest, ' ').c_str());
     std::fflush(stdout);
+    m_barLength = text.size();
 }
 
-void Console::EndProgress()
+void Console::EndBar(const std::string& text)
 {
-    if (m_terminal)
-    {
-        std::printf("\r%79s\r", "");
-        std::fflush(stdout);
-    }
+    DrawBar(text);
+    std::printf(m_terminal ? "\n" : "   %s\n", text.c_str());
+    std::fflush(stdout);
+    m_barLength = 0;
 }
 
-std::string BytesText(unsigned long long bytes)
+std::string CountText(unsigned long long count)
 {
-    std::string digits = std::to_string(bytes);
+    std::string digits = std::to_string(count);
     for (int place = static_cast<int>(digits.size()) - 3; place > 0; place -= 3)
     {
         digits.insert(static_cast<std::size_t>(place), ",");
     }
-    return digits + " bytes";
+    return digits;
+}
+
+std::string BytesText(unsigned long long bytes)
+{
+    return CountText(bytes) + " bytes";
 }
 
 std::string SecondsText(double seconds)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 /// What the host shows to the person in front of it. One thread.
@@ -14,16 +15,19 @@ public:
     /// "name       value", aligned.
     void Value(const std::string& name, const std::string& value);
 
-    /// Draws a bar over the current line; `done` from 0 to 1. Nothing when the output is no terminal.
-    void Progress(const std::string& what, double done);
-    /// Removes the bar, so that the next line starts clean.
-    void EndProgress();
+    /// Draws a progress bar over the one before it. Nothing when the output is no terminal.
+    void DrawBar(const std::string& text);
+    /// Draws the bar a last time, as a line that stays.
+    void EndBar(const std::string& text);
 
 private:
     bool m_terminal;
     int m_stage = 0;
+    std::size_t m_barLength = 0; // on the current line
 };
 
+/// "1,234,567".
+std::string CountText(unsigned long long count);
 /// "1,234,567 bytes".
 std::string BytesText(unsigned long long bytes);
 /// "14.3 s".

@@ -14,6 +14,7 @@ using UtilsLib::LiveRegSettings;
 using UtilsLib::LogCategory;
 using UtilsLib::Logger;
 using UtilsLib::LogTraceLevel;
+using UtilsLib::ProgressHandler;
 using UtilsLib::ThreadMonitor;
 
 namespace
@@ -34,6 +35,11 @@ bool DetailIsOn()
 double SecondsSince(std::chrono::steady_clock::time_point start)
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+unsigned long long MillisecondsSince(std::chrono::steady_clock::time_point start)
+{
+    return static_cast<unsigned long long>(SecondsSince(start) * 1000);
 }
 
 } // namespace
@@ -68,7 +74,7 @@ void LogCompany(Console& console, const std::vector<CompanyFile>& files)
                  (DetailIsOn() ? ": each logged with its detail and file tracing" : ": each logged in one line"));
 }
 
-void SwitchDetailOn(Console& console, ProductSwitches& switches)
+void SwitchDetailOn(Console& console, Job& job, ProductSwitches& switches)
 {
     LiveRegSettings::GetInstance().RegisterRegSettingChanged(kVerbose, [](const std::string& name) {
         static_cast<ILogger&>(Logger::GetInstance())
@@ -83,12 +89,17 @@ void SwitchDetailOn(Console& console, ProductSwitches& switches)
     console.Line("The settings thread reads them again within 20 s; nothing is restarted.");
 
     const auto start = std::chrono::steady_clock::now();
-    while (!DetailIsOn() && SecondsSince(start) < kRereadSeconds)
-    {
-        console.Progress("waiting", SecondsSince(start) / kRereadSeconds);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    console.EndProgress();
+    job.RunStage(WaitingForSettings, [&start](ProgressHandler& progress) {
+        progress.Begin(static_cast<unsigned long long>(kRereadSeconds * 1000), 0);
+        progress.UpdateSubMessage("ms");
+        while (!DetailIsOn() && SecondsSince(start) < kRereadSeconds)
+        {
+            progress.UpdateProgressCurrent(MillisecondsSince(start), ProgressHandler::Absolute);
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        const unsigned long long waited = MillisecondsSince(start);
+        progress.Begin(waited, waited); // it was not to take longer
+    });
     console.Line(DetailIsOn() ? "In effect after " + SecondsText(SecondsSince(start)) + "."
                               : "Not in effect after " + SecondsText(kRereadSeconds) + ".");
 }

@@ -2,6 +2,7 @@
 
 #include <CompanyFolder.h>
 #include <Console.h>
+#include <Job.h>
 #include <ProductSwitches.h>
 
 #include <string>
@@ -19,7 +20,7 @@ void StopLogging();
 void LogCompany(Console& console, const std::vector<CompanyFile>& files);
 
 /// Switches verbose and file input/output logging on in the registry and shows when the running process follows.
-void SwitchDetailOn(Console& console, ProductSwitches& switches);
+void SwitchDetailOn(Console& console, Job& job, ProductSwitches& switches);
 
 /// What a service's health check sees of the library's threads.
 void ShowThreads(Console& console);

@@ -1,76 +1,23 @@
 // host [--out FOLDER] [COMPANY]: lives through the library as the suite's programs do. COMPANY is a folder of company
 // data, which is only read; without one a sample is made. What the host writes goes to FOLDER (without it: a folder of
 // the temporary files).
+#include <Arguments.h>
 #include <CompanyFolder.h>
+#include <CompressionStage.h>
 #include <Console.h>
+#include <Job.h>
 #include <LoggingStage.h>
 #include <ProductSwitches.h>
 #include <SnapshotStage.h>
 
 #include <cstdio>
-#include <filesystem>
+#include <exception>
 #include <optional>
 #include <string>
-#include <system_error>
+#include <vector>
 
 namespace
 {
-
-struct Arguments
-{
-    std::string out;
-    std::string company;
-};
-
-std::optional<Arguments> Parse(int argc, char** argv)
-{
-    Arguments arguments;
-    for (int i = 1; i < argc; ++i)
-    {
-        const std::string argument = argv[i];
-        if (argument == "--out" && i + 1 < argc)
-        {
-            arguments.out = argv[++i];
-        }
-        else if (!argument.starts_with("--") && arguments.company.empty())
-        {
-            arguments.company = argument;
-        }
-        else
-        {
-            return std::nullopt;
-        }
-    }
-    if (arguments.out.empty())
-    {
-        arguments.out = (std::filesystem::temp_directory_path() / "UtilsLibHost").string();
-    }
-    return arguments;
-}
-
-bool PrepareFolders(Console& console, Arguments& arguments)
-{
-    std::error_code error;
-    std::filesystem::create_directories(arguments.out, error);
-    if (error)
-    {
-        console.Line("Cannot make " + arguments.out + ": " + error.message());
-        return false;
-    }
-    if (arguments.company.empty())
-    {
-        arguments.company = arguments.out + "\\company";
-        MakeSampleCompany(arguments.company);
-        console.Line("No company folder was given: a sample was made.");
-    }
-    else if (!std::filesystem::is_directory(arguments.company, error))
-    {
-        console.Line(arguments.company + " is not a folder.");
-        return false;
-    }
-    console.Value("company", arguments.company);
-    return true;
-}
 
 int Run(Arguments arguments)
 {
@@ -90,20 +37,21 @@ int Run(Arguments arguments)
     }
     StartLogging(logPath);
     console.Value("log file", logPath);
+    Job job(console);
 
     console.Stage("Walk the company folder");
     const std::vector<CompanyFile> files = ListCompany(arguments.company);
     LogCompany(console, files);
 
     console.Stage("Switch detail on while the process runs");
-    SwitchDetailOn(console, switches);
+    SwitchDetailOn(console, job, switches);
     LogCompany(console, files);
 
     console.Stage("Snapshot of the company, and its undoing");
-    SnapshotCompany(console, arguments.company, arguments.out);
+    SnapshotCompany(console, job, arguments.company, arguments.out);
 
     console.Stage("Compression");
-    const std::string compressed = CompressLargestFile(console, arguments.company, arguments.out);
+    const std::string compressed = CompressLargestFile(console, job, arguments.company, arguments.out);
 
     console.Stage("Threads of the library");
     ShowThreads(console);
@@ -127,11 +75,19 @@ int Run(Arguments arguments)
 
 int main(int argc, char** argv)
 {
-    const std::optional<Arguments> arguments = Parse(argc, argv);
+    const std::optional<Arguments> arguments = ParseArguments(argc, argv);
     if (!arguments)
     {
         std::fprintf(stderr, "usage: host [--out FOLDER] [COMPANY]\n");
         return 2;
     }
-    return Run(*arguments);
+    try
+    {
+        return Run(*arguments);
+    }
+    catch (const std::exception& error)
+    {
+        std::fprintf(stderr, "host: %s\n", error.what());
+        return 1;
+    }
 }
