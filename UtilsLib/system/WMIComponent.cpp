@@ -160,6 +160,10 @@ bool WMIComponent::ObtainLocatorToWMI() const
 
 bool WMIComponent::ConnectToWMINamespace(const CComBSTR& namespacePath) const
 {
+    if (namespacePath.m_str == nullptr)
+    {
+        return false; // not every locator expects that
+    }
     return SUCCEEDED(m_locator->ConnectServer(namespacePath.m_str, nullptr, nullptr, nullptr, 0, nullptr, nullptr,
                                               &m_services)) &&
            m_services != nullptr;
