@@ -85,7 +85,7 @@ bool InflatesTo(const Bytes& payload, const Bytes& compressed, ProgressHandler& 
 
 bool CompressToFile(const std::string& source, const std::string& target, ProgressHandler& progress)
 {
-    const ScopedSubProgress part(progress, "writing " + target);
+    const ScopedSubProgress part(progress, "writing " + fs::path(target).filename().string());
     return CompressionLib::CompressFile(source, target);
 }
 

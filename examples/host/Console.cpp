@@ -1,7 +1,15 @@
 #include <Console.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <io.h>
+
+namespace
+{
+
+constexpr std::size_t kBarLength = 76; // with the indent, a line of the narrowest usual terminal
+
+} // namespace
 
 Console::Console() : m_terminal(_isatty(_fileno(stdout)) != 0)
 {
@@ -31,11 +39,13 @@ void Console::DrawBar(const std::string& text)
     {
         return;
     }
-    // Blanks over what is left of the one before.
-    const std::size_t rest = m_barLength > text.size() ? m_barLength - text.size() : 0;
-    std::printf("\r   %s%s", text.c_str(), std::string(rest, ' ').c_str());
+    // A bar that runs over the line could not be drawn over; blanks go over what is left of the one before.
+    std::string bar = text.substr(0, kBarLength);
+    const std::size_t length = bar.size();
+    bar.resize(std::max(length, m_barLength), ' ');
+    std::printf("\r   %s", bar.c_str());
     std::fflush(stdout);
-    m_barLength = text.size();
+    m_barLength = length;
 }
 
 void Console::EndBar(const std::string& text)

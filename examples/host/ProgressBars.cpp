@@ -10,7 +10,7 @@ using UtilsLib::ScopedProgressObserver;
 namespace
 {
 
-constexpr int kBarWidth = 30;
+constexpr int kBarWidth = 24;
 constexpr std::size_t kTitleWidth = 12;
 
 std::string Bar(unsigned long long current, unsigned long long end)

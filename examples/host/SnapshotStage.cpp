@@ -82,7 +82,7 @@ Outcome TakeAndUndo(Job& job, const std::string& company, const std::string& roo
 {
     Outcome outcome;
     progress.Begin(4, 0); // steps
-    const unsigned long long before = CompanyDigest(company, progress, "reading the company");
+    const unsigned long long before = CompanyDigest(company, progress, "reading");
     progress.UpdateProgressCurrent(1, ProgressHandler::Relative);
     {
         DataSnapshot snapshot(company, kLedgers | kReports | kLayouts);
@@ -91,7 +91,7 @@ Outcome TakeAndUndo(Job& job, const std::string& company, const std::string& roo
         progress.UpdateSubMessage("undoing");
     } // undone here
     progress.UpdateProgressCurrent(1, ProgressHandler::Relative);
-    outcome.unchanged = CompanyDigest(company, progress, "comparing the company") == before;
+    outcome.unchanged = CompanyDigest(company, progress, "comparing") == before;
     progress.UpdateProgressCurrent(1, ProgressHandler::Relative);
     progress.UpdateSubMessage("");
     return outcome;

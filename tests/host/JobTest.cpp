@@ -45,7 +45,7 @@ TEST_F(JobTest, AStageWorksOnAnotherThreadAndItsBarStaysAtItsEnd)
 
     EXPECT_NE(worker, std::thread::id());
     EXPECT_NE(worker, std::this_thread::get_id());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "   snapshot     [##############################] 3 of 3\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "   snapshot     [########################] 3 of 3\n");
 }
 
 TEST_F(JobTest, EveryStageHasAHandlerOfItsOwn)
@@ -71,7 +71,7 @@ TEST_F(JobTest, WhatAStageThrowsArrivesAfterItsBarHasEnded)
                                  }),
                  std::runtime_error);
 
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "   compression  [###############...............] 1 of 2\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "   compression  [############............] 1 of 2\n");
 }
 
 TEST_F(JobTest, AStageMayHandOnAPieceOfItsWorkAndMeasureItMeanwhile)

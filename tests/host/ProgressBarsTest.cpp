@@ -32,13 +32,13 @@ TEST_F(ProgressBarsTest, ABarShowsStageCurrentEndAndSubMessage)
         std::string text;
     } cases[] = {
         {0, 0, "snapshot copying"},
-        {2400, 0, "snapshot     [..............................] 0 of 2,400 copying"},
-        {2400, 1200, "snapshot     [###############...............] 1,200 of 2,400 copying"},
-        {2400, 2399, "snapshot     [#############################.] 2,399 of 2,400 copying"},
-        {1234567, 1234567, "snapshot     [##############################] 1,234,567 of 1,234,567 copying"},
-        {5, 7, "snapshot     [##############################] 7 of 5 copying"},
+        {2400, 0, "snapshot     [........................] 0 of 2,400 copying"},
+        {2400, 1200, "snapshot     [############............] 1,200 of 2,400 copying"},
+        {2400, 2399, "snapshot     [#######################.] 2,399 of 2,400 copying"},
+        {1234567, 1234567, "snapshot     [########################] 1,234,567 of 1,234,567 copying"},
+        {5, 7, "snapshot     [########################] 7 of 5 copying"},
         {std::numeric_limits<unsigned long long>::max(), 1,
-         "snapshot     [..............................] 1 of 18,446,744,073,709,551,615 copying"},
+         "snapshot     [........................] 1 of 18,446,744,073,709,551,615 copying"},
     };
     for (const auto& [end, current, text] : cases)
     {
@@ -48,7 +48,7 @@ TEST_F(ProgressBarsTest, ABarShowsStageCurrentEndAndSubMessage)
 
     m_handler.Begin(10, 10);
     m_handler.UpdateSubMessage("");
-    EXPECT_EQ(BarText(m_handler), "snapshot     [##############################] 10 of 10");
+    EXPECT_EQ(BarText(m_handler), "snapshot     [########################] 10 of 10");
 }
 
 TEST_F(ProgressBarsTest, WithoutATerminalOnlyTheLastStateOfAnObserverIsWritten)
@@ -63,5 +63,5 @@ TEST_F(ProgressBarsTest, WithoutATerminalOnlyTheLastStateOfAnObserverIsWritten)
         m_handler.Begin(10, 10);
     }
 
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "   snapshot     [##############################] 10 of 10\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "   snapshot     [########################] 10 of 10\n");
 }
