@@ -54,10 +54,14 @@
 #include <UtilsLib/text/EmailUtils.h>
 #include <UtilsLib/text/Guid.h>
 #include <UtilsLib/text/StringUtils.h>
+#include <UtilsLib/threading/LambdaThreadPoolTask.h>
 #include <UtilsLib/threading/Lock.h>
 #include <UtilsLib/threading/ScopedLock.h>
+#include <UtilsLib/threading/TaskBase.h>
+#include <UtilsLib/threading/TaskQueue.h>
 #include <UtilsLib/threading/Thread.h>
 #include <UtilsLib/threading/ThreadMonitor.h>
+#include <UtilsLib/threading/ThreadPool.h>
 #include <UtilsLib/threading/ThreadUtils.h>
 #include <UtilsLib/time/ITimeServiceImpl.h>
 #include <UtilsLib/time/MockTimeServiceImpl.h>
