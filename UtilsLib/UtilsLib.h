@@ -48,8 +48,11 @@
 #include <UtilsLib/system/HelperUtils.h>
 #include <UtilsLib/system/LoadLoggedInUserProfileRAII.h>
 #include <UtilsLib/system/MessageFilterSwitch.h>
+#include <UtilsLib/system/Process.h>
 #include <UtilsLib/system/RaiiObject.h>
+#include <UtilsLib/system/System.h>
 #include <UtilsLib/system/WMIComponent.h>
+#include <UtilsLib/system/WindowEnum.h>
 #include <UtilsLib/text/Base64.h>
 #include <UtilsLib/text/EmailUtils.h>
 #include <UtilsLib/text/Guid.h>

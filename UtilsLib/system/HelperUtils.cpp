@@ -1,12 +1,22 @@
 #include <UtilsLib/system/HelperUtils.h>
 
+#include <UtilsLib/WindowsTypes.h>
+#include <UtilsLib/logging/Logger.h>
 #include <UtilsLib/platform/LastErrorKeeper.h>
 #include <UtilsLib/platform/LowerCase.h>
 #include <UtilsLib/platform/ModulePath.h>
+#include <UtilsLib/platform/UniqueFindHandle.h>
 #include <UtilsLib/platform/UniqueLocalMemory.h>
+#include <UtilsLib/platform/UniqueRegKey.h>
 #include <UtilsLib/text/StringUtils.h>
 
+#include <accctrl.h>
+#include <aclapi.h>
+#include <lm.h>
+#include <shellapi.h>
+
 #include <algorithm>
+#include <cwchar>
 #include <iterator>
 #include <string_view>
 
@@ -16,8 +26,26 @@ namespace UtilsLib
 namespace
 {
 
-constexpr DWORD kUserNameSize = 260; // characters with the terminator
+constexpr DWORD kUserNameSize = 260;     // characters with the terminator
+constexpr DWORD kWorkstationLevel = 102; // the lowest that gives the LAN group to every user
+constexpr const char* kUninstallKey = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 constexpr std::string_view kAccdata = "\\accdata";
+
+struct UniqueNetBufferTraits
+{
+    using Type = BYTE*;
+    static Type Invalid()
+    {
+        return nullptr;
+    }
+    static void Close(Type value)
+    {
+        NetApiBufferFree(value);
+    }
+};
+
+/// What a network function returned for the caller to free.
+using UniqueNetBuffer = Platform::UniqueResource<UniqueNetBufferTraits>;
 
 bool Contains(const std::string& text, std::string_view part)
 {
@@ -32,6 +60,90 @@ std::string TempFolderPath()
     return length < sizeof(buffer) ? std::string(buffer, length) : std::string();
 }
 
+/// `path` from its drive on; empty when it is empty or has more than 259 characters.
+std::wstring FullPath(const std::string& path)
+{
+    wchar_t buffer[MAX_PATH] = L"";
+    const DWORD length = GetFullPathNameW(StringUtils::ToUnicode(path).c_str(), MAX_PATH, buffer, nullptr);
+    return length < MAX_PATH ? std::wstring(buffer, length) : std::wstring();
+}
+
+bool IsDots(const wchar_t* name)
+{
+    return std::wcscmp(name, L".") == 0 || std::wcscmp(name, L"..") == 0;
+}
+
+/// Whether no path in `folder` has more than 259 characters. What a link leads to is not in it.
+bool AllPathsAreShort(const std::wstring& folder)
+{
+    WIN32_FIND_DATAW entry = {};
+    const Platform::UniqueFindHandle search(FindFirstFileW((folder + L"\\*").c_str(), &entry));
+    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &entry) != FALSE)
+    {
+        if (IsDots(entry.cFileName))
+        {
+            continue;
+        }
+        const std::wstring path = folder + L"\\" + entry.cFileName;
+        const bool isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+                              (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+        if (path.size() >= MAX_PATH || (isFolder && !AllPathsAreShort(path)))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Whether the shell can be trusted to delete this folder and nothing else. It takes wildcards, which name more than
+/// one folder, and its paths end at 259 characters: a shell has been seen to take a longer one in the folder for the
+/// current directory, and to delete that.
+bool IsSafeForTheShell(const std::string& path)
+{
+    const std::wstring fullPath = FullPath(path);
+    return !fullPath.empty() && fullPath.find_first_of(L"*?") == std::wstring::npos && AllPathsAreShort(fullPath);
+}
+
+/// Full access for the system's own account, handed down to folders and files.
+EXPLICIT_ACCESSA LocalSystemEntry()
+{
+    static char name[] = "SYSTEM"; // only read, but the record wants it writable
+    EXPLICIT_ACCESSA entry = {};
+    BuildExplicitAccessWithNameA(&entry, name, FILE_ALL_ACCESS, GRANT_ACCESS, SUB_CONTAINERS_AND_OBJECTS_INHERIT);
+    return entry;
+}
+
+/// Returns the error code of the failed step, with the last error as that step left it.
+DWORD GrantAccessToLocalSystem(std::string path)
+{
+    if (path.empty())
+    {
+        return ERROR_INVALID_PARAMETER;
+    }
+    ACL* oldList = nullptr; // part of the descriptor
+    Platform::UniqueLocalMemory descriptor;
+    DWORD error = GetNamedSecurityInfoA(path.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                        &oldList, nullptr, descriptor.Put());
+    if (error != ERROR_SUCCESS)
+    {
+        return error;
+    }
+    // Without a list everybody has full access. One that only grants it to this account would shut all others out.
+    if (oldList == nullptr)
+    {
+        return ERROR_SUCCESS;
+    }
+    EXPLICIT_ACCESSA entry = LocalSystemEntry();
+    Platform::UniqueLocalMemory newList;
+    error = SetEntriesInAclA(1, &entry, oldList, reinterpret_cast<ACL**>(newList.Put()));
+    if (error != ERROR_SUCCESS)
+    {
+        return error;
+    }
+    return SetNamedSecurityInfoA(path.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                 static_cast<ACL*>(newList.Get()), nullptr);
+}
+
 } // namespace
 
 std::string HelperUtils::GetLocalMachineName()
@@ -43,6 +155,19 @@ std::string HelperUtils::GetLocalMachineName()
         return {};
     }
     return {buffer, length};
+}
+
+std::string HelperUtils::GetDomainName()
+{
+    std::wstring machine = StringUtils::ToUnicode(GetLocalMachineName());
+    UniqueNetBuffer buffer;
+    const NET_API_STATUS status = NetWkstaGetInfo(machine.data(), kWorkstationLevel, buffer.Put());
+    const auto* const information = reinterpret_cast<const WKSTA_INFO_102*>(buffer.Get());
+    if (status != NERR_Success || information == nullptr || information->wki102_langroup == nullptr)
+    {
+        return "unknown";
+    }
+    return StringUtils::FromUnicode(information->wki102_langroup);
 }
 
 std::string HelperUtils::GetCurrentUserName()
@@ -69,10 +194,51 @@ std::string HelperUtils::GetModulePath(const std::string& moduleName)
     return module == nullptr ? std::string() : Platform::ModulePath(module);
 }
 
+bool HelperUtils::GetApplicationInstalled(const std::string& applicationKey)
+{
+    Platform::UniqueRegKey key;
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, (kUninstallKey + applicationKey).c_str(), 0, KEY_READ, key.Put()) ==
+           ERROR_SUCCESS;
+}
+
 bool HelperUtils::DirectoryExists(const std::string& path)
 {
     const DWORD attributes = GetFileAttributesA(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool HelperUtils::DeleteDirectory(const std::string& path, bool permanently)
+{
+    if (IsSafeForTheShell(path))
+    {
+        // A list of paths, each with its terminator and one more at the end. What stands behind a zero byte in `path`
+        // is not part of it, and must not become a second path to delete.
+        std::string list = path.c_str();
+        list.push_back('\0');
+        SHFILEOPSTRUCTA operation = {};
+        operation.wFunc = FO_DELETE;
+        operation.pFrom = list.c_str();
+        operation.fFlags = FOF_SILENT | FOF_NOCONFIRMATION | (permanently ? 0 : FOF_ALLOWUNDO);
+        SHFileOperationA(&operation);
+    }
+    // kept: what the shell answers does not count, only what is there afterwards
+    return !DirectoryExists(path);
+}
+
+bool HelperUtils::GrantLocalSystemFullAccessToDirectory(const std::string& path)
+{
+    const DWORD error = GrantAccessToLocalSystem(path);
+    if (error == ERROR_SUCCESS)
+    {
+        return true;
+    }
+    const Platform::LastErrorKeeper keep; // making the logger may change it
+    ILogger& logger = Logger::GetInstance();
+    logger.Log(LogCategory::CloudConfiguration, LogTraceLevel::Error,
+               "GrantDirectoryAccessToLocalSystem Failed with error code %d", static_cast<int>(error));
+    logger.Log(LogCategory::CloudConfiguration, LogTraceLevel::Error,
+               "GetLastError after call to GrantDirectoryAccessToLocalSystem is %d", static_cast<int>(keep.Value()));
+    return false;
 }
 
 bool HelperUtils::IsUnitTestRun(const std::string& path)

@@ -17,6 +17,9 @@ class UTILSLIB_API HelperUtils
 public:
     /// The computer's NetBIOS name, as the system spells it; empty when it cannot be read.
     static std::string GetLocalMachineName();
+    /// The Windows domain or workgroup of this computer, as the workstation service names it; "unknown" when that does
+    /// not answer. May take as long as that service does.
+    static std::string GetDomainName();
     /// The user that the calling thread acts for: in a service that is the service's account, not the user at the
     /// console. Empty when it cannot be read.
     static std::string GetCurrentUserName();
@@ -25,8 +28,25 @@ public:
     /// The full path of a module that this process has loaded; empty when it has not. A name without a suffix means
     /// ".dll".
     static std::string GetModulePath(const std::string& moduleName);
+    /// True when the machine's uninstall list has a key of that name which this process may read. A 32-bit process sees
+    /// the list of 32-bit applications. The empty name is the list itself, so true.
+    static bool GetApplicationInstalled(const std::string& applicationKey);
     /// True for a folder whose attributes can be read; a file is none.
     static bool DirectoryExists(const std::string& path);
+    /// Deletes a folder and all that is in it, read-only files too, through the shell, without progress and questions;
+    /// into the recycle bin unless `permanently`. Blocks until the shell is done. Give a full path. Nothing is deleted
+    /// when the path, or one of those in the folder, has more than 259 characters, or when it has wildcards.
+    ///
+    /// Only what is there afterwards counts: true when the path is no folder, whether it has been deleted, never was
+    /// one or names a file; a file is deleted too. False when the folder stays, for instance because a file in it is
+    /// open; parts of it may be gone then.
+    static bool DeleteDirectory(const std::string& path, bool permanently);
+    /// Adds full access for the account named "SYSTEM" to the folder's access list, for it and all that is in it; the
+    /// other entries stay. For a folder that has no access list, which means full access for all, nothing is changed.
+    ///
+    /// False when a step failed (87 for an empty path). Its error code and the thread's last error are then logged, and
+    /// the last error is left as the failed step left it.
+    static bool GrantLocalSystemFullAccessToDirectory(const std::string& path);
     /// True for a path in the output folder of a test run: one with a folder "TestResults" and a folder "Out", in any
     /// letter case and either order. Both must have a separator on each side.
     static bool IsUnitTestRun(const std::string& path);

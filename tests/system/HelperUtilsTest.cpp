@@ -1,8 +1,15 @@
 #include <UtilsLib/system/HelperUtils.h>
 
+#include <UtilsLib/platform/UniqueRegKey.h>
+#include <UtilsLib/text/StringUtils.h>
+
 #include <tests/support/ChildProcess.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenHandles.h>
+#include <tests/support/ScopedMachineHive.h>
 #include <tests/support/TempFolder.h>
+
+#include <lm.h>
 
 #include <gtest/gtest.h>
 
@@ -135,6 +142,32 @@ HLOCAL WINAPI WatchFree(HLOCAL memory)
     return LocalFree(memory);
 }
 
+/// Enters an application into the uninstall list, or the list itself when there is no name.
+void Install(const std::string& name)
+{
+    const std::string path =
+        "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall" + (name.empty() ? "" : "\\" + name);
+    UtilsLib::Platform::UniqueRegKey key;
+    ASSERT_EQ(
+        RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Put(), nullptr),
+        ERROR_SUCCESS);
+}
+
+REGSAM g_registryAccess = 0;
+HKEY g_registryRoot = nullptr;
+
+LSTATUS WINAPI WatchOpening(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key)
+{
+    g_registryRoot = root;
+    g_registryAccess = access;
+    return RegOpenKeyExA(root, path, options, access, key);
+}
+
+LSTATUS WINAPI DenyOpening(HKEY, const char*, DWORD, REGSAM, HKEY*)
+{
+    return ERROR_ACCESS_DENIED;
+}
+
 } // namespace
 
 TEST(HelperUtilsTest, TheMachineNameIsTheSystems)
@@ -158,6 +191,17 @@ TEST(HelperUtilsTest, TheMachineNameIsEmptyWhenItCannotBeRead)
     const ImportPatch fails("KERNEL32.dll", "GetComputerNameA", &FailWithAPartialName);
 
     EXPECT_EQ(HelperUtils::GetLocalMachineName(), "");
+}
+
+TEST(HelperUtilsTest, TheDomainIsThatOfTheWorkstationService)
+{
+    BYTE* buffer = nullptr;
+    ASSERT_EQ(NetWkstaGetInfo(nullptr, 102, &buffer), static_cast<NET_API_STATUS>(NERR_Success));
+    const std::wstring group = reinterpret_cast<const WKSTA_INFO_102*>(buffer)->wki102_langroup;
+    NetApiBufferFree(buffer);
+
+    EXPECT_NE(group, L"");
+    EXPECT_EQ(HelperUtils::GetDomainName(), UtilsLib::StringUtils::FromUnicode(group));
 }
 
 TEST(HelperUtilsTest, TheUserNameIsTheCallingThreads)
@@ -221,6 +265,55 @@ TEST(HelperUtilsTest, ModulePathIsEmptyForAModuleThatIsNotLoaded)
     EXPECT_EQ(HelperUtils::GetModulePath("NotLoaded.dll"), "");
     EXPECT_EQ(HelperUtils::GetModulePath(""), "");
     EXPECT_EQ(HelperUtils::GetModulePath(std::string(100'000, 'x')), "");
+}
+
+TEST(HelperUtilsTest, AnApplicationIsInstalledWhenTheUninstallListHasItsKey)
+{
+    const TestSupport::ScopedMachineHive machine;
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled("Ledger"));
+    Install("Ledger");
+
+    EXPECT_TRUE(HelperUtils::GetApplicationInstalled("Ledger"));
+    EXPECT_TRUE(HelperUtils::GetApplicationInstalled("LEDGER"));
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled("Ledger 2"));
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled("Led"));
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled(std::string(100'000, 'x')));
+}
+
+TEST(HelperUtilsTest, TheUninstallListItselfIsAnApplicationWithoutAName)
+{
+    const TestSupport::ScopedMachineHive machine;
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled(""));
+    Install("");
+
+    EXPECT_TRUE(HelperUtils::GetApplicationInstalled(""));
+}
+
+TEST(HelperUtilsTest, TheUninstallListIsOpenedForReadingAndInNoOtherView)
+{
+    const ImportPatch watch("ADVAPI32.dll", "RegOpenKeyExA", &WatchOpening);
+
+    EXPECT_TRUE(HelperUtils::GetApplicationInstalled(""));
+    EXPECT_EQ(g_registryRoot, HKEY_LOCAL_MACHINE);
+    EXPECT_EQ(g_registryAccess, static_cast<REGSAM>(KEY_READ));
+}
+
+TEST(HelperUtilsTest, AnApplicationWhoseKeyCannotBeReadIsNotInstalled)
+{
+    const ImportPatch denies("ADVAPI32.dll", "RegOpenKeyExA", &DenyOpening);
+
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled(""));
+}
+
+TEST(HelperUtilsTest, AskingForAnApplicationLeavesNoKeyOpen)
+{
+    HelperUtils::GetApplicationInstalled("");
+    const unsigned long before = TestSupport::OpenHandles();
+
+    EXPECT_TRUE(HelperUtils::GetApplicationInstalled(""));
+    EXPECT_FALSE(HelperUtils::GetApplicationInstalled("no such application"));
+
+    EXPECT_EQ(TestSupport::OpenHandles(), before);
 }
 
 TEST(HelperUtilsTest, OnlyAFolderIsADirectory)
