@@ -70,6 +70,16 @@ HANDLE WINAPI NoFile(LPCSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, 
     return INVALID_HANDLE_VALUE;
 }
 
+int g_raised = 0;
+
+/// A system that is beyond saving.
+HANDLE WINAPI RaisingFile(LPCSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
+{
+    ++g_raised;
+    RaiseException(kCode + 2, 0, 0, nullptr);
+    return INVALID_HANDLE_VALUE;
+}
+
 std::string g_created;
 
 HANDLE WINAPI CheckedFile(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition,
@@ -426,6 +436,17 @@ TEST_F(MiniDumpTest, FaultOfACrashingWriterReachesTheCallersHandlersToo)
     EXPECT_EQ(outer.filtered, 1);
     EXPECT_TRUE(IsOwnFault(outer.record));
     EXPECT_THAT(DumpsOnDriveC(), ElementsAre());
+}
+
+TEST_F(MiniDumpTest, FaultWhileTheFaultIsDumpedReachesTheCallersHandlersAtOnce)
+{
+    const ImportPatch raising(kKernel, "CreateFileA", &RaisingFile);
+    Outer outer;
+    EXPECT_FALSE(CallGuarded(&CreateWithoutException, &TakeFault, &outer));
+
+    EXPECT_EQ(g_raised, 1);
+    EXPECT_EQ(outer.record.ExceptionCode, kCode + 2);
+    EXPECT_FALSE(outer.written);
 }
 
 TEST_F(MiniDumpTest, CallersHandlersDoNotSeeTheFaultOfAWrittenDump)

@@ -84,6 +84,24 @@ void* HeadOfChain()
     return reinterpret_cast<NT_TIB*>(NtCurrentTeb())->ExceptionList;
 }
 
+std::vector<DWORD> g_flags; // that the handler below was called with
+
+EXCEPTION_DISPOSITION __cdecl OnException(EXCEPTION_RECORD* record, void*, CONTEXT*, void*)
+{
+    g_flags.push_back(record->ExceptionFlags & EXCEPTION_UNWINDING);
+    return ExceptionContinueSearch;
+}
+
+/// Another library's frame that wants to clean up.
+void RaiseBelowAForeignHandler(void* argument) noexcept
+{
+    auto& head = reinterpret_cast<NT_TIB*>(NtCurrentTeb())->ExceptionList;
+    EXCEPTION_REGISTRATION_RECORD record = {head, reinterpret_cast<PEXCEPTION_ROUTINE>(&OnException)};
+    head = &record;
+    Raise(argument);
+    head = record.Next;
+}
+
 bool RaiseUnder(LONG answer, Guarded& guarded)
 {
     guarded.answer = answer;
@@ -143,6 +161,18 @@ TEST(StructuredGuardTest, ExceptionThatIsPassedOnReachesTheOuterGuard)
     EXPECT_EQ(outer.filtered, 1);
     EXPECT_EQ(outer.code, kCode);
     EXPECT_EQ(outer.ended, 0);
+    EXPECT_EQ(HeadOfChain(), chain);
+}
+
+TEST(StructuredGuardTest, HandlersWithinTheBodyAreToldThatItIsGivenUp)
+{
+    Guarded guarded;
+    const void* const chain = HeadOfChain();
+    g_flags.clear();
+
+    EXPECT_FALSE(CallGuarded(&RaiseBelowAForeignHandler, &Filter, &guarded));
+
+    EXPECT_EQ(g_flags, (std::vector<DWORD>{0, EXCEPTION_UNWINDING}));
     EXPECT_EQ(HeadOfChain(), chain);
 }
 
