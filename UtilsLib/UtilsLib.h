@@ -50,7 +50,10 @@
 #include <UtilsLib/system/MessageFilterSwitch.h>
 #include <UtilsLib/system/Process.h>
 #include <UtilsLib/system/RaiiObject.h>
+#include <UtilsLib/system/ScopedServiceControl.h>
+#include <UtilsLib/system/Service.h>
 #include <UtilsLib/system/System.h>
+#include <UtilsLib/system/VersionInfo.h>
 #include <UtilsLib/system/WMIComponent.h>
 #include <UtilsLib/system/WindowEnum.h>
 #include <UtilsLib/text/Base64.h>

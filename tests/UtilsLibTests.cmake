@@ -30,3 +30,10 @@ macro(utilslib_discover name)
     endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES ${properties})
 endmacro()
+
+# Gives a program or DLL a version resource: "major,minor,build,revision".
+function(utilslib_add_version_resource target FILE_VERSION)
+    set(resource "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+    configure_file("${CMAKE_SOURCE_DIR}/tests/support/version.rc.in" "${resource}" @ONLY)
+    target_sources(${target} PRIVATE "${resource}")
+endfunction()

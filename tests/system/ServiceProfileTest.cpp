@@ -1,76 +1,20 @@
 #include <UtilsLib/system/LoadLoggedInUserProfileRAII.h>
 
-#include <UtilsLib/platform/UniqueServiceHandle.h>
-
-#include <tests/support/ChildProcess.h>
-#include <tests/support/Gate.h>
+#include <tests/support/InstalledService.h>
 #include <tests/support/TempFolder.h>
 #include <tests/system/LoggedOnMachine.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-using TestSupport::Eventually;
+using TestSupport::InstalledService;
 using TestSupport::LastErrorText;
 using UtilsLib::LoadLoggedInUserProfileRAII;
-using UtilsLib::Platform::UniqueServiceHandle;
 
 namespace
 {
 
 constexpr char kName[] = "UtilsLibProfileTest";
-
-/// A real service, stopped, that is gone at scope end.
-class InstalledService
-{
-public:
-    InstalledService() : m_manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS))
-    {
-        const UniqueServiceHandle leftOver(OpenServiceA(m_manager.Get(), kName, DELETE));
-        DeleteService(leftOver.Get());
-        const std::string program = "\"" + TestSupport::ProgramFolder() + "\\child_idle_service.exe\"";
-        m_service.Reset(CreateServiceA(m_manager.Get(), kName, kName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
-                                       SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL, program.c_str(), nullptr, nullptr,
-                                       nullptr, nullptr, nullptr));
-        if (!m_service)
-        {
-            throw std::runtime_error(LastErrorText("CreateServiceA"));
-        }
-    }
-    ~InstalledService()
-    {
-        Stop();
-        DeleteService(m_service.Get());
-    }
-    InstalledService(const InstalledService&) = delete;
-    InstalledService& operator=(const InstalledService&) = delete;
-
-    bool Start() const
-    {
-        return StartServiceA(m_service.Get(), 0, nullptr) && Reaches(SERVICE_RUNNING);
-    }
-    bool Stop() const
-    {
-        SERVICE_STATUS status = {};
-        return ControlService(m_service.Get(), SERVICE_CONTROL_STOP, &status) && Reaches(SERVICE_STOPPED);
-    }
-
-private:
-    bool Reaches(DWORD state) const
-    {
-        return Eventually(
-            [&] {
-                SERVICE_STATUS status = {};
-                return QueryServiceStatus(m_service.Get(), &status) && status.dwCurrentState == state;
-            },
-            std::chrono::seconds(20));
-    }
-
-    UniqueServiceHandle m_manager;
-    UniqueServiceHandle m_service;
-};
 
 class ServiceProfileTest : public testing::Test
 {
@@ -82,7 +26,7 @@ protected:
 
 TEST_F(ServiceProfileTest, LoadsWhileTheInstalledServiceRunsAndNoLonger)
 {
-    const InstalledService service;
+    const InstalledService service(kName);
     ASSERT_TRUE(service.Start()) << LastErrorText("StartServiceA");
     {
         const LoadLoggedInUserProfileRAII profile("UTILSLIBprofiletest");

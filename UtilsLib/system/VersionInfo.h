@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace RequestLib
+{
+
+/// A data service and the version of its executable. All numbers are 0 when no version could be read.
+struct VersionInfo
+{
+    std::string name; // the service's display name; empty when only a file was asked about
+    int major = 0;
+    int minor = 0;
+    int build = 0;
+};
+
+} // namespace RequestLib
