@@ -60,9 +60,12 @@
 #include <UtilsLib/text/EmailUtils.h>
 #include <UtilsLib/text/Guid.h>
 #include <UtilsLib/text/StringUtils.h>
+#include <UtilsLib/threading/BackgroundTask.h>
 #include <UtilsLib/threading/LambdaThreadPoolTask.h>
 #include <UtilsLib/threading/Lock.h>
+#include <UtilsLib/threading/RetryManager.h>
 #include <UtilsLib/threading/ScopedLock.h>
+#include <UtilsLib/threading/SingleFutureTask.h>
 #include <UtilsLib/threading/TaskBase.h>
 #include <UtilsLib/threading/TaskQueue.h>
 #include <UtilsLib/threading/Thread.h>

@@ -5,14 +5,14 @@
 namespace UtilsLib
 {
 
-namespace
-{
-
-// A type of this file, because GCC would export what the library instantiates with an exported one.
-struct Storage
+struct TaskQueue::Storage
 {
     std::deque<TaskBase*> tasks;
+    unsigned int queues = 1;
 };
+
+namespace
+{
 
 class SectionHold
 {
@@ -34,20 +34,30 @@ private:
 
 } // namespace
 
-TaskQueue::TaskQueue() : m_tasks(nullptr), m_semaphore(nullptr)
+TaskQueue::TaskQueue() : m_tasks(nullptr), m_semaphore(nullptr), m_storage(new Storage)
 {
-    const auto storage = std::make_shared<Storage>();
-    m_tasks = &storage->tasks;
-    m_storage = storage;
+    m_tasks = &m_storage->tasks;
     InitializeCriticalSection(&m_section);
     m_semaphore = CreateSemaphoreA(nullptr, 0, LONG_MAX, nullptr);
 }
 
-TaskQueue& TaskQueue::operator=(const TaskQueue& other) = default;
+TaskQueue& TaskQueue::operator=(const TaskQueue& other)
+{
+    ++other.m_storage->queues;
+    ReleaseStorage();
+    // kept: the section and the semaphore are copied, not duplicated
+    m_section = other.m_section;
+    m_tasks = other.m_tasks;
+    m_semaphore = other.m_semaphore;
+    m_storage = other.m_storage;
+    return *this;
+}
 
-// kept: neither the tasks nor the semaphore nor the critical section end here; a consumer that was woken last may still
-// be about to use the latter two
-TaskQueue::~TaskQueue() = default;
+TaskQueue::~TaskQueue()
+{
+    // kept: neither the tasks nor the semaphore nor the section end here
+    ReleaseStorage();
+}
 
 void TaskQueue::Push(TaskBase* task)
 {
@@ -77,6 +87,14 @@ bool TaskQueue::Pop(TaskBase** task, unsigned int timeoutMs)
 void TaskQueue::Signal()
 {
     ReleaseSemaphore(m_semaphore, 1, nullptr);
+}
+
+void TaskQueue::ReleaseStorage()
+{
+    if (--m_storage->queues == 0)
+    {
+        delete m_storage;
+    }
 }
 
 } // namespace UtilsLib

@@ -5,7 +5,6 @@
 #include <UtilsLib/threading/TaskBase.h>
 
 #include <deque>
-#include <memory>
 
 namespace UtilsLib
 {
@@ -40,10 +39,15 @@ public:
     void Signal();
 
 private:
-    CRITICAL_SECTION m_section;      // guards *m_tasks
-    std::deque<TaskBase*>* m_tasks;  // the newest in front
-    HANDLE m_semaphore;              // counts the wake-ups that are owed
-    std::shared_ptr<void> m_storage; // frees *m_tasks with the last of the queues that share it
+    struct Storage;
+
+    /// Frees the storage with the last of the queues that share it.
+    void ReleaseStorage();
+
+    CRITICAL_SECTION m_section;     // guards *m_tasks
+    std::deque<TaskBase*>* m_tasks; // the newest in front
+    HANDLE m_semaphore;             // counts the wake-ups that are owed
+    Storage* m_storage;             // what m_tasks is part of; shared with the queues that it was assigned to and from
 };
 
 } // namespace UtilsLib
