@@ -19,8 +19,11 @@ void Update(unsigned long long& count, unsigned long long value, ProgressHandler
     }
     else if (type == ProgressHandler::Relative)
     {
-        const unsigned long long room = std::numeric_limits<unsigned long long>::max() - count;
-        count += std::min(value, room);
+        count += value;
+        if (count < value) // the sum has passed 64 bits
+        {
+            count = std::numeric_limits<unsigned long long>::max();
+        }
     }
 }
 
