@@ -2,11 +2,14 @@
 
 #include <UtilsLib/progress/ScopedProgressObserver.h>
 #include <UtilsLib/progress/ScopedProgressState.h>
+#include <UtilsLib/threading/LambdaThreadPoolTask.h>
 
 #include <chrono>
 #include <future>
 #include <iterator>
+#include <memory>
 
+using UtilsLib::LambdaThreadPoolTask;
 using UtilsLib::ProgressHandler;
 using UtilsLib::ProgressHandlerContainer;
 using UtilsLib::ScopedProgressObserver;
@@ -15,6 +18,7 @@ using UtilsLib::ScopedProgressState;
 namespace
 {
 
+constexpr unsigned int kWorkers = 2; // a stage, and the piece that it hands on
 constexpr auto kInterval = std::chrono::milliseconds(50);
 
 const ProgressHandlerContainer::ProgressHandlerData kStages[] = {
@@ -25,7 +29,7 @@ const ProgressHandlerContainer::ProgressHandlerData kStages[] = {
 
 } // namespace
 
-Job::Job(Console& console) : m_progress(kStages, std::size(kStages)), m_bars(console)
+Job::Job(Console& console) : m_progress(kStages, std::size(kStages)), m_bars(console), m_pool(kWorkers, "host")
 {
 }
 
@@ -38,7 +42,12 @@ void Job::RunStage(Stage stage, const std::function<void(ProgressHandler&)>& wor
 
 void Job::RunMeanwhile(const std::function<void()>& work, const std::function<void()>& meanwhile)
 {
-    std::future<void> done = std::async(std::launch::async, work);
+    // The future brings an exception of the work back here: on the pool's thread it would end the process.
+    const auto guarded = std::make_shared<std::packaged_task<void()>>(work);
+    std::future<void> done = guarded->get_future();
+    auto task = std::make_unique<LambdaThreadPoolTask>([guarded] { (*guarded)(); });
+    m_pool.Submit(task.get());
+    static_cast<void>(task.release()); // the pool's from here on
     try
     {
         while (done.wait_for(kInterval) == std::future_status::timeout)

@@ -4,6 +4,7 @@
 #include <ProgressBars.h>
 
 #include <UtilsLib/progress/ProgressHandlerContainer.h>
+#include <UtilsLib/threading/ThreadPool.h>
 
 #include <functional>
 
@@ -15,23 +16,23 @@ enum Stage : unsigned int
     Compressing,
 };
 
-/// The host's work, done on other threads, and its progress by stage, shown on the console. Belongs to the console's
-/// thread, which only draws while the others work.
+/// The host's work: a pool that does it, and its progress by stage, shown on the console. Belongs to the console's
+/// thread, which only draws while the pool works.
 class Job
 {
 public:
     explicit Job(Console& console);
 
-    /// Runs `work` on another thread as the active stage, and shows its bar until it is done. `work` reports to the
-    /// handler that it is given. What it throws is thrown here.
+    /// Runs `work` on the pool as the active stage, and shows its bar until it is done. `work` reports to the handler
+    /// that it is given. What it throws is thrown here.
     void RunStage(Stage stage, const std::function<void(UtilsLib::ProgressHandler&)>& work);
 
-    /// Runs `work` on another thread and calls `meanwhile` every 50 ms on the calling thread until it is done: the
-    /// console's, or that of a stage, which may hand on one piece of its work at a time. What either throws is thrown
-    /// here.
+    /// Runs `work` on the pool and calls `meanwhile` every 50 ms on the calling thread until it is done: the console's,
+    /// or that of a stage, which may hand on one piece of its work at a time. What either throws is thrown here.
     void RunMeanwhile(const std::function<void()>& work, const std::function<void()>& meanwhile);
 
 private:
     UtilsLib::ProgressHandlerContainer m_progress;
     ProgressBars m_bars;
+    UtilsLib::ThreadPool m_pool; // the first to end
 };
