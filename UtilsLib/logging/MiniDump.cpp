@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <string>
-#include <utility>
 
 namespace
 {
@@ -138,18 +137,31 @@ bool IsStackFull(const EXCEPTION_POINTERS& exception)
     return exception.ExceptionRecord != nullptr && exception.ExceptionRecord->ExceptionCode == EXCEPTION_STACK_OVERFLOW;
 }
 
+struct WriteRequest
+{
+    EXCEPTION_POINTERS* exception;
+    bool written;
+};
+
+void WriteOnFittingStack(void* argument) noexcept
+{
+    auto& request = *static_cast<WriteRequest*>(argument);
+    request.written = IsStackFull(*request.exception) ? WriteDumpOnOtherStack(request.exception)
+                                                      : TryWriteDumpFile(GetCurrentThreadId(), request.exception);
+}
+
+/// A fault on the way is a dump that cannot be written: it must neither hide the first one nor keep the turn.
 bool WriteDump(EXCEPTION_POINTERS* exception) noexcept
 {
     const Platform::DebugHelpTurn turn(kTurnLimit);
-    return IsStackFull(*exception) ? WriteDumpOnOtherStack(exception)
-                                   : TryWriteDumpFile(GetCurrentThreadId(), exception);
+    WriteRequest request = {exception, false};
+    return Platform::CallGuarded(&WriteOnFittingStack, &GiveUp, &request) && request.written;
 }
 
 struct DumpRequest
 {
     EXCEPTION_POINTERS* exception;
     bool& written;
-    bool filtered = false;
 };
 
 #if defined(__GNUC__)
@@ -174,15 +186,9 @@ void DumpOrFault(void* argument) noexcept
     WriteToAddressZero();
 }
 
-LONG DumpOfFault(EXCEPTION_POINTERS* exception, void* argument) noexcept
+LONG DumpOfFault(EXCEPTION_POINTERS* exception, void*) noexcept
 {
-    auto& request = *static_cast<DumpRequest*>(argument);
-    // A fault of the filter itself comes here again.
-    if (std::exchange(request.filtered, true) || !WriteDump(exception))
-    {
-        return EXCEPTION_CONTINUE_SEARCH;
-    }
-    return EXCEPTION_EXECUTE_HANDLER;
+    return WriteDump(exception) ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH;
 }
 
 void BreakIntoDebugger()
