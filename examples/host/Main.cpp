@@ -10,6 +10,8 @@
 #include <ProductSwitches.h>
 #include <SnapshotStage.h>
 
+#include <UtilsLib/logging/MiniDump.h>
+
 #include <cstdio>
 #include <exception>
 #include <optional>
@@ -75,6 +77,8 @@ int Run(Arguments arguments)
 
 int main(int argc, char** argv)
 {
+    SetUnhandledExceptionFilter(&LastChanceMiniDumpProcess);
+    std::set_terminate(&LastChanceTerminate);
     const std::optional<Arguments> arguments = ParseArguments(argc, argv);
     if (!arguments)
     {
