@@ -98,8 +98,7 @@ WMIComponent::WMIComponent()
 }
 
 WMIComponent::WMIComponent(const WMIComponent& other)
-    : m_locator(AddReference(other.m_locator)),
-      m_services(AddReference(other.m_services))
+    : m_locator(AddReference(other.m_locator)), m_services(AddReference(other.m_services))
 {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED); // every destructor undoes one
 }
