@@ -192,6 +192,13 @@ TEST_F(MappedDrivesTest, AListThatCannotBeReadChangesNothing)
     }
 }
 
+TEST_F(MappedDrivesTest, TheLastCharacterOfTheListIsItsEndAndNoDrive)
+{
+    g_machine.roots = std::string("C:\\\0D", 5);
+
+    EXPECT_THAT(RemoteDrives(), ElementsAre(Pair('c', "")));
+}
+
 TEST_F(MappedDrivesTest, AllTwentySixLettersFit)
 {
     Drives expected;
