@@ -2,9 +2,11 @@
 // data, which is only read; without one a sample is made. What the host writes goes to FOLDER (without it: a folder of
 // the temporary files).
 #include <Arguments.h>
+#include <CloudStage.h>
 #include <CompanyFolder.h>
 #include <CompressionStage.h>
 #include <Console.h>
+#include <EventsStage.h>
 #include <Job.h>
 #include <LoggingStage.h>
 #include <ProductSwitches.h>
@@ -54,6 +56,15 @@ int Run(Arguments arguments)
 
     console.Stage("Compression");
     const std::string compressed = CompressLargestFile(console, job, arguments.company, arguments.out);
+
+    console.Stage("Cloud server");
+    ShowCloudServer(console, logPath);
+
+    console.Stage("Drives");
+    ShowDrives(console);
+
+    console.Stage("Events that the user wants to see");
+    ShowEvents(console, arguments.out);
 
     console.Stage("Threads of the library");
     ShowThreads(console);
