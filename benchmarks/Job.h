@@ -81,5 +81,6 @@ void AddLoggerJobs();
 void AddProgressJobs();
 void AddSettingsJobs();
 void AddStringsJobs();
+void AddTextChecksJobs();
 
 } // namespace Bench

@@ -40,6 +40,7 @@ int main(int argc, char** argv)
     Bench::AddSettingsJobs();
     Bench::AddProgressJobs();
     Bench::AddStringsJobs();
+    Bench::AddTextChecksJobs();
     Bench::AddCompressionJobs();
     Bench::AddFileOperationsJobs();
     Bench::AddDirectoryJobs();

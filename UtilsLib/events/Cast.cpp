@@ -71,7 +71,7 @@ std::string TextOf(std::int32_t value, const Name (&names)[count])
 bool IsSameInLowerCase(const std::string& text, std::string_view name)
 {
     return text.size() == name.size() && std::equal(text.rbegin(), text.rend(), name.rbegin(), [](char a, char b) {
-               return Platform::LowerCase(a) == Platform::LowerCase(b);
+               return a == b || Platform::LowerCase(a) == Platform::LowerCase(b);
            });
 }
 

@@ -155,6 +155,14 @@ TEST(Base64Test, EveryLengthComesBack)
         ASSERT_EQ(text, EncodedByBits(data)) << size;
         ASSERT_EQ(Base64::decode(text), data) << size;
     }
+    for (const unsigned int size :
+         {6141u, 6142u, 6143u, 6144u, 6145u, 6146u, 6147u, 12'287u, 12'288u, 12'289u, 20'000u})
+    {
+        const Bytes data = AnyBytes(size, size);
+        const std::string text = Base64::encode(data);
+        ASSERT_EQ(text, EncodedByBits(data)) << size;
+        ASSERT_EQ(Base64::decode(text), data) << size;
+    }
     const Bytes large = AnyBytes(5'000'003, 1);
     EXPECT_TRUE(Base64::decode(Base64::encode(large)) == large);
 }
@@ -209,6 +217,18 @@ TEST(Base64Test, EveryForeignByteEndsTheDataAtEveryPlace)
             text[place] = static_cast<char>(c);
             ASSERT_EQ(Base64::decode(text), DecodedByBits(text)) << place << ' ' << c;
         }
+    }
+}
+
+TEST(Base64Test, ALongTextEndsAtItsFirstForeignCharacterToo)
+{
+    const std::string good = Base64::encode(AnyBytes(30'000, 4));
+    for (const std::size_t place : {0u, 1u, 4000u, 8190u, 8191u, 8192u, 8193u, 16'383u, 16'384u, 16'386u, 39'999u})
+    {
+        std::string text = good;
+        text[place] = '=';
+        EXPECT_EQ(Base64::decode(text), DecodedByBits(text)) << place;
+        EXPECT_EQ(Base64::decode(text.data(), static_cast<unsigned int>(place)), DecodedByBits(text)) << place;
     }
 }
 
