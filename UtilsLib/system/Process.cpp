@@ -29,6 +29,7 @@ bool Process::IsRunning(const std::string& executableName, bool& running)
     {
         return false;
     }
+    // kept: `running` is never set to false
     const std::wstring name = StringUtils::ToUnicode(executableName);
     PROCESSENTRY32 entry = {};
     entry.dwSize = sizeof(entry);

@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 
 using testing::ElementsAre;
@@ -130,17 +129,15 @@ TEST(ProcessTest, APathIsNeverFound)
 
 TEST(ProcessTest, AnotherProcessIsFoundWhileItRuns)
 {
-    const TestSupport::TempFolder folder;
-    folder.Write("held", "1");
-    ASSERT_EQ(IsRunning("child_hold_file.exe"), false) << "left over from another test";
+    ASSERT_EQ(IsRunning("child_wait.exe"), false) << "no other test runs it";
     {
-        ChildProcess child("child_hold_file", "\"" + (folder / "held") + "\" 2147483648 7");
+        ChildProcess child("child_wait");
         ASSERT_TRUE(child.WaitUntilReady());
-        EXPECT_EQ(IsRunning("Child_Hold_File.exe"), true);
+        EXPECT_EQ(IsRunning("Child_Wait.exe"), true);
         child.LetGo();
         ASSERT_TRUE(child.WaitForExit());
     }
-    EXPECT_TRUE(TestSupport::Eventually([] { return IsRunning("child_hold_file.exe") == false; }));
+    EXPECT_TRUE(TestSupport::Eventually([] { return IsRunning("child_wait.exe") == false; }));
 }
 
 TEST(ProcessTest, RunningIsOnlyEverSetToTrue)
