@@ -213,7 +213,8 @@ bool HelperUtils::DeleteDirectory(const std::string& path, bool permanently)
     {
         // A list of paths, each with its terminator and one more at the end. What stands behind a zero byte in `path`
         // is not part of it, and must not become a second path to delete.
-        std::string list = path.c_str();
+        std::string list = path;
+        StringUtils::Clean(list);
         list.push_back('\0');
         SHFILEOPSTRUCTA operation = {};
         operation.wFunc = FO_DELETE;

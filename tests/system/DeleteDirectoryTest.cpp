@@ -12,6 +12,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
 #include <filesystem>
 
 using testing::ElementsAre;
@@ -51,6 +54,24 @@ std::vector<ShellCall> CallsOfDeleting(const std::string& path, bool permanently
     g_shellCalls.clear();
     HelperUtils::DeleteDirectory(path, permanently);
     return g_shellCalls;
+}
+
+/// Folders named "link" are junctions.
+BOOL WINAPI FindNextWithJunctions(HANDLE search, WIN32_FIND_DATAW* entry)
+{
+    const BOOL found = FindNextFileW(search, entry);
+    if (found && std::wcscmp(entry->cFileName, L"link") == 0)
+    {
+        entry->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+    }
+    return found;
+}
+
+/// New memory is full of letters.
+void* AllocateUsed(std::size_t size)
+{
+    void* const memory = std::malloc(size);
+    return memory == nullptr ? nullptr : std::memset(memory, 'x', size);
 }
 
 int WINAPI ReportSuccess(SHFILEOPSTRUCTA*)
@@ -213,7 +234,7 @@ TEST_F(DeleteDirectoryTest, WildcardsNameNoFolder)
     const auto tree = m_root.Tree();
 
     for (const std::string& path : {m_root / "*", m_root / "victim*", m_root / "victim?", m_root / "v*m\\sub",
-                                   m_victim + "\\*.*", "\\\\?\\" + m_victim})
+                                    m_victim + "\\*.*", "\\\\?\\" + m_victim})
     {
         EXPECT_THAT(CallsOfDeleting(path), IsEmpty()) << path;
         EXPECT_EQ(HelperUtils::DeleteDirectory(path, true), !HelperUtils::DirectoryExists(path)) << path;
@@ -278,6 +299,18 @@ TEST_F(DeleteDirectoryTest, UndoIsAllowedUnlessTheDeletionIsPermanent)
     EXPECT_EQ(calls[0].list, m_victim + "\0\0"s);
 }
 
+TEST_F(DeleteDirectoryTest, TheListOfPathsEndsWithTwoZeroBytesWhateverTheMemoryHeld)
+{
+    const ImportPatch used("msvcrt.dll", "malloc", &AllocateUsed, "libstdc++-6.dll");
+    for (std::size_t length = 1; length < 80; ++length)
+    {
+        const std::string path = m_victim + "\\" + std::string(length, 'p');
+        const std::vector<ShellCall> calls = CallsOfDeleting(path);
+        ASSERT_EQ(calls.size(), 1u);
+        EXPECT_EQ(calls[0].list, path + "\0\0"s);
+    }
+}
+
 TEST_F(DeleteDirectoryTest, APathEndsAtItsFirstZeroByte)
 {
     const std::string two = m_victim + '\0' + (m_root / "victim2");
@@ -324,6 +357,15 @@ TEST_F(DeleteDirectoryTest, TheShellIsNotGivenAFolderWithALongerPathInIt)
         EXPECT_THAT(CallsOfDeleting(m_victim), IsEmpty());
         EXPECT_THAT(CallsOfDeleting(m_victim, false), IsEmpty());
     }
+    EXPECT_THAT(CallsOfDeleting(m_victim), SizeIs(1));
+}
+
+TEST_F(DeleteDirectoryTest, WhatALinkLeadsToIsNotInTheFolder)
+{
+    const ImportPatch junctions("KERNEL32.dll", "FindNextFileW", &FindNextWithJunctions);
+    m_root.MakeFolder("victim\\link");
+    const DeepFolder elsewhere(m_victim + "\\link", 300);
+
     EXPECT_THAT(CallsOfDeleting(m_victim), SizeIs(1));
 }
 

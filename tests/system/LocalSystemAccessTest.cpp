@@ -60,7 +60,7 @@ std::vector<Entry> EntriesOf(ACL* list)
 {
     std::vector<Entry> entries;
     ACCESS_ALLOWED_ACE* ace = nullptr;
-    for (DWORD i = 0; GetAce(list, i, reinterpret_cast<void**>(&ace)); ++i)
+    for (DWORD i = 0; list != nullptr && GetAce(list, i, reinterpret_cast<void**>(&ace)); ++i)
     {
         UniqueLocalMemory text;
         ConvertSidToStringSidA(&ace->SidStart, reinterpret_cast<char**>(text.Put()));
