@@ -1,0 +1,3 @@
+__attribute__((noinline)) void Run()
+{
+}

@@ -1,0 +1,4 @@
+int Bits(unsigned x)
+{
+    return __builtin_popcount(x);
+}

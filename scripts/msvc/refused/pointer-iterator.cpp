@@ -1,0 +1,3 @@
+#include <array>
+std::array<int, 3> numbers;
+int* first = numbers.begin();

@@ -1,0 +1,7 @@
+int One()
+{
+    return ({
+        int x = 1;
+        x;
+    });
+}

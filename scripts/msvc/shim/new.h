@@ -1,0 +1,3 @@
+// Operator new lives in the run-time library.
+#pragma once
+#include <vcruntime_new.h>
