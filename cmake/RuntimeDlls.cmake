@@ -11,13 +11,14 @@ foreach(name libstdc++-6.dll libgcc_s_dw2-1.dll libwinpthread-1.dll)
     list(APPEND UTILSLIB_RUNTIME_DLLS "${path}")
 endforeach()
 
-# Stripped: their symbols are of no use to a host and slow every stack trace down.
+# Stripped: their symbols are of no use to a host and slow every stack trace down. With the dates kept, as the tool
+# would write the time of day into the file.
 set(UTILSLIB_RUNTIME_DIR "${CMAKE_BINARY_DIR}/bin")
 file(MAKE_DIRECTORY "${UTILSLIB_RUNTIME_DIR}")
 foreach(path IN LISTS UTILSLIB_RUNTIME_DLLS)
     get_filename_component(name "${path}" NAME)
     if("${path}" IS_NEWER_THAN "${UTILSLIB_RUNTIME_DIR}/${name}")
-        execute_process(COMMAND ${CMAKE_STRIP} -o "${UTILSLIB_RUNTIME_DIR}/${name}" "${path}"
+        execute_process(COMMAND ${CMAKE_STRIP} --preserve-dates -o "${UTILSLIB_RUNTIME_DIR}/${name}" "${path}"
                         COMMAND_ERROR_IS_FATAL ANY)
     endif()
     list(APPEND UTILSLIB_RUNTIME_FILES "${UTILSLIB_RUNTIME_DIR}/${name}")

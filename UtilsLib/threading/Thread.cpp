@@ -1,18 +1,12 @@
 #include <UtilsLib/threading/Thread.h>
 
+#include <UtilsLib/platform/StackAlignment.h>
 #include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/threading/ScopedLock.h>
 #include <UtilsLib/threading/ThreadMonitor.h>
 #include <UtilsLib/time/TimeService.h>
 
 #include <memory>
-
-// Windows promises a new thread a stack aligned to 4 bytes; gcc's code, such as a host's ThreadProc, counts on 16.
-#if defined(__GNUC__)
-#define UTILSLIB_ALIGNS_STACK __attribute__((force_align_arg_pointer))
-#else
-#define UTILSLIB_ALIGNS_STACK
-#endif
 
 namespace UtilsLib
 {

@@ -5,7 +5,11 @@
 #include <tinyxml2.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
 
 namespace
 {
@@ -39,6 +43,47 @@ bool ThreadRuns()
     }
     worker.Shutdown();
     return worker.ran;
+}
+
+bool SwitchLoggingOn()
+{
+    HKEY key = nullptr;
+    if (RegCreateKeyA(HKEY_LOCAL_MACHINE, "Software\\Corvane\\Halden", &key) != ERROR_SUCCESS)
+    {
+        return false;
+    }
+    RegCloseKey(key);
+    return UtilsLib::RegUtils::WriteHaldenRegDword("consumer_logging", 1);
+}
+
+bool LogLineIsWritten()
+{
+    const std::string path = (std::filesystem::temp_directory_path() / "consumer.log").string();
+    std::filesystem::remove(path);
+    if (!SwitchLoggingOn())
+    {
+        return false;
+    }
+    UtilsLib::Logger& logger = UtilsLib::Logger::GetInstance();
+    logger.SetPath(path);
+    logger.SetRegistryKey("consumer_logging");
+    logger.Start();
+    UtilsLib::LiveRegSettings::GetInstance().Start();
+    UtilsLib::ILogger& log = logger;
+    bool written = false;
+    for (int i = 0; i < 100 && !written; ++i) // until the logger has seen the switch
+    {
+        log.Log(UtilsLib::LogCategory::General, UtilsLib::LogTraceLevel::Information, "from a %s", "consumer");
+        Sleep(50);
+        std::ifstream file(path, std::ios::binary);
+        const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        written = text.find("(1:1), from a consumer\r\n") != std::string::npos;
+    }
+    UtilsLib::LiveRegSettings::GetInstance().Shutdown();
+    logger.Shutdown();
+    UtilsLib::RegUtils::DeleteHaldenRegDword("consumer_logging");
+    std::filesystem::remove(path);
+    return written;
 }
 
 bool JsonIsReadAndWritten()
@@ -86,6 +131,7 @@ bool Check(const char* what, bool holds)
 int main()
 {
     bool all = Check("thread", ThreadRuns());
+    all = Check("log", LogLineIsWritten()) && all;
     all = Check("JSON", JsonIsReadAndWritten()) && all;
     all = Check("JSON errors", JsonErrorsAreCaught()) && all;
     all = Check("XML", XmlIsReadAndWritten()) && all;
