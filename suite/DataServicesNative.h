@@ -18,10 +18,10 @@ enum gpr_log_severity
 /// One gRPC log record; the texts live only during the callback.
 struct gpr_log_func_args
 {
-    const char* file;
-    int line;
-    gpr_log_severity severity;
-    const char* message;
+    const char* file;          ///< source file of the record
+    int line;                  ///< line in it
+    gpr_log_severity severity; ///< how grave it is
+    const char* message;       ///< without a line end
 };
 
 typedef void (*gpr_log_func)(gpr_log_func_args*);

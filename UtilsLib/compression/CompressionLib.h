@@ -57,6 +57,7 @@ public:
 
     /// `CompressFile` and `DecompressFile` in the plain zlib format.
     static bool CompressFile_Legacy(const std::string& source, const std::string& destination);
+    /// As `DecompressFile`, in the plain zlib format.
     static bool DecompressFile_Legacy(const std::string& source, const std::string& destination);
 
     /// Replaces the file at `path` by its gzip form, through the file `path` + ".temp" (replaced where it exists): that

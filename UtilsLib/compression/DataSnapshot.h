@@ -33,7 +33,9 @@ public:
     /// scheme, 0x200 transaction attachments. 0x1, 0x4 and 0x8 also choose the files directly in the company's folder.
     /// 0x8 needs "accdata" in the snapshot, so without 0x1 its `Execute` fails.
     DataSnapshot(const std::string& datasetPath, const int& flags);
+    /// Member-wise; see the class.
     DataSnapshot(const DataSnapshot&) = default;
+    /// Member-wise; see the class.
     DataSnapshot& operator=(const DataSnapshot&) = default;
     /// Undoes the copies as `Directory` does, unless they are retained, then calls `CleanUpSnapshot`. Never throws;
     /// keeps the thread's last error.

@@ -24,7 +24,9 @@ public:
     /// Makes the file, or opens it if it exists. What it holds is overwritten from its beginning by `Execute`, not cut:
     /// the rest of a longer old file stays. The name's ending decides what the shell does with it.
     explicit BatchFile(const std::string& fileName);
+    /// Member-wise; see the class.
     BatchFile(const BatchFile&) = default;
+    /// Member-wise; see the class.
     BatchFile& operator=(const BatchFile&) = default;
     ~BatchFile();
 

@@ -18,11 +18,13 @@ namespace UtilsLib
 class UTILSLIB_API Directory
 {
 public:
-    /// The folder `sourceRoot`\`relativeName` is to become `destinationRoot`\`relativeName`. `keep` false undoes the
+    /// The folder `relativeName` in `sourceRoot` is to become the one of the same name in `destinationRoot`. `keep` false undoes the
     /// copy on destruction. Roots stand without a separator at their end. Touches no file.
     Directory(const std::string& sourceRoot, const std::string& relativeName, const std::string& destinationRoot,
               const bool& keep);
+    /// Member-wise; see the class.
     Directory(const Directory&) = default;
+    /// Member-wise; see the class.
     Directory& operator=(const Directory&) = default;
     /// Releases the children, so that the tree is undone from its leaves up, then undoes this level unless it is to be
     /// kept, also when nothing was copied: deletes what was copied (also where it replaced a file), for the folder
@@ -48,6 +50,7 @@ public:
 
     /// Whether `Execute` takes the sub-folders too; true at first.
     void SetIsRecursive(bool recursive);
+    /// Whether `Execute` takes the sub-folders too.
     bool GetIsRecursive() const;
 
 private:

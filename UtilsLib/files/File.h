@@ -21,7 +21,9 @@ public:
     /// Opens nothing. `watcher` is not owned, must not be null and must outlive the object; `id` is handed to it
     /// unchanged. `path` is kept in lower case (the C library's tolower, in the locale of this moment).
     File(IFileWatcher* watcher, const long long& id, const std::string& path);
+    /// Member-wise; see the class.
     File(const File&) = default;
+    /// Member-wise; see the class.
     File& operator=(const File&) = default;
     /// Closes an open file as `Close` does. Never throws; keeps the thread's last error.
     ~File();
@@ -32,6 +34,7 @@ public:
               const unsigned long& flags);
     /// When the system refuses to close, the object stays open and the watcher is not told.
     bool Close();
+    /// Whether a handle is held.
     bool IsOpen() const;
     /// Whether `Open` was asked for GENERIC_WRITE; false when closed. Other masks that allow writing do not count.
     bool IsWritable() const;
@@ -55,6 +58,7 @@ public:
     bool SetEof(const unsigned long& offset);
     /// Cuts the file to length zero and leaves the file pointer there, as `SetEof` does.
     bool Truncate();
+    /// Sets the three times of the open file, in UTC.
     bool SetFileTimes(const FILETIME& creation, const FILETIME& lastAccess, const FILETIME& lastWrite);
 
     /// In lower case.

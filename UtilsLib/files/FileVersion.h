@@ -16,10 +16,10 @@ public:
     /// Four numbers in the order of their weight, for comparison by the caller.
     struct Version
     {
-        int Major = 0;
-        int Minor = 0;
-        int Build = 0;
-        int Revision = 0;
+        int Major = 0;    ///< first number
+        int Minor = 0;    ///< second
+        int Build = 0;    ///< third
+        int Revision = 0; ///< last
     };
 
     /// Reads the version of the file at `path`; an empty path is the running program.

@@ -19,7 +19,9 @@ class UTILSLIB_API ScopedFileLock
 public:
     /// `names` are relative to `folder`, which stands without a separator at its end. Takes no handle yet.
     ScopedFileLock(const std::string& folder, const std::vector<std::string>& names);
+    /// Member-wise; see the class.
     ScopedFileLock(const ScopedFileLock&) = default;
+    /// Member-wise; see the class.
     ScopedFileLock& operator=(const ScopedFileLock&) = default;
     /// Lets the files go, in the order of the names. Keeps the thread's last error.
     ~ScopedFileLock();

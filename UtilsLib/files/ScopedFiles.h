@@ -22,7 +22,9 @@ public:
     explicit ScopedFiles(IFileWatcher* watcher);
     /// The set of the files `names` in `folder`, which stands without a separator at its end.
     ScopedFiles(IFileWatcher* watcher, const std::string& folder, const std::vector<std::string>& names);
+    /// Member-wise; see the class.
     ScopedFiles(const ScopedFiles&) = default;
+    /// Member-wise; see the class.
     ScopedFiles& operator=(const ScopedFiles&) = default;
     /// Lets go of the files: one that nobody else shares closes itself.
     ~ScopedFiles();

@@ -18,13 +18,16 @@ public:
     /// Creates the file `name`, or opens it as it is if it exists. `access` and `share` are the masks of CreateFile;
     /// the handle is not inheritable.
     ScopedTempFile(const std::string& name, const unsigned long& access, const unsigned long& share);
+    /// Member-wise; see the class.
     ScopedTempFile(const ScopedTempFile&) = default;
+    /// Member-wise; see the class.
     ScopedTempFile& operator=(const ScopedTempFile&) = default;
     /// Closes the file, then deletes what has its path unless told otherwise. Keeps the thread's last error.
     ~ScopedTempFile();
 
     /// Writes `size` bytes at the file pointer. A failed or short write is not reported.
     void Write(void* buffer, const unsigned int& size);
+    /// Whether the destructor deletes the file; true at first.
     void SetDelete(bool deleteFile);
     /// The file stays on disk until destruction.
     void Close();

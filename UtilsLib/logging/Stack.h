@@ -20,7 +20,9 @@ class UTILSLIB_API Stack
 public:
     /// `searchPath` is where symbols are looked for; when it is empty, in the folder of the program.
     explicit Stack(const std::string& searchPath);
+    /// Copies the search path and the frames.
     Stack(const Stack& other);
+    /// Copies the search path and the frames.
     Stack& operator=(const Stack& other);
     ~Stack();
 

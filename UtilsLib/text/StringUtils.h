@@ -17,7 +17,9 @@ class UTILSLIB_API StringUtils
 public:
     StringUtils();
     ~StringUtils();
+    /// Nothing to copy.
     StringUtils(const StringUtils&) = default;
+    /// Nothing to copy.
     StringUtils& operator=(const StringUtils& other);
 
     /// Cuts `s` at its first zero byte.

@@ -14,8 +14,8 @@ class Thread;
 /// The start block of a new thread: made by `Thread::Start`, freed by the thread itself.
 struct ThreadStruct
 {
-    Thread* owner = nullptr;
-    HANDLE doneEvent = INVALID_HANDLE_VALUE;
+    Thread* owner = nullptr;                 ///< whose `ThreadProc` is to run
+    HANDLE doneEvent = INVALID_HANDLE_VALUE; ///< signalled when it has; not owned
 };
 
 /// Base of the library's long-running worker threads. A derived class supplies `ThreadProc`; while it runs, the thread
@@ -30,7 +30,9 @@ class UTILSLIB_API Thread
 public:
     /// Creates no thread. `name` is the description that the monitor gets at `Start`.
     explicit Thread(const std::string& name);
+    /// Member-wise; see the class.
     Thread(const Thread& other);
+    /// Member-wise; see the class.
     Thread& operator=(const Thread& other);
     /// As `Shutdown`. Not virtual.
     ~Thread();
@@ -63,6 +65,7 @@ protected:
     // multiple of 100, on purpose. Each step first stores a heartbeat in the monitor, under its lock. They return early
     // when a stop is requested, which is looked at before each step only. 0 returns at once without a heartbeat.
 
+    /// Sleeps in the time service's plain sleeps.
     void ControlledSleep(unsigned int milliseconds);
     /// With the time service's alertable sleep, so that queued asynchronous calls may run. Such a call ends its step
     /// early, which still counts as 100 ms.

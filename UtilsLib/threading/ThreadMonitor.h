@@ -12,9 +12,9 @@ namespace UtilsLib
 /// What the monitor knows of one thread.
 struct ThreadState
 {
-    std::string description;         // the thread's name; empty until set
-    bool started = false;            // the thread's own code has begun
-    long long lastShutdownCheck = 0; // GetTickCount64 (ms) at the latest look at its stop flag; 0 before the first
+    std::string description;         ///< the thread's name; empty until set
+    bool started = false;            ///< the thread's own code has begun
+    long long lastShutdownCheck = 0; ///< GetTickCount64 (ms) at the latest look at its stop flag; 0 before the first
 };
 
 /// The process-wide register of the library's worker threads, for a host's health check: which threads exist and when
@@ -22,15 +22,17 @@ struct ThreadState
 class UTILSLIB_API ThreadMonitor
 {
 public:
+    /// The one monitor of the process; made by the first call.
     static ThreadMonitor& GetInstance();
     ~ThreadMonitor();
     ThreadMonitor(const ThreadMonitor&) = delete;
     ThreadMonitor& operator=(const ThreadMonitor&) = delete;
 
-    // The first four enter an id that is not registered yet.
+    /// Notes that the thread's own code has begun. This and the next two enter an id that is not registered yet.
     void ThreadStarted(const unsigned int& threadId);
     /// Removes the entry.
     void ThreadStopped(const unsigned int& threadId);
+    /// Stores the thread's name.
     void SetThreadDescription(const unsigned int& threadId, const std::string& description);
     /// Stores `tick` (ms, as of GetTickCount64) as the latest look at the stop flag.
     void ThreadCheckedShutdownStatus(const unsigned int& threadId, const long long& tick);

@@ -9,6 +9,7 @@ namespace UtilsLib
 class UTILSLIB_API ITimeServiceImpl
 {
 public:
+    /// Sleeps for `milliseconds`.
     virtual void Sleep(unsigned int milliseconds) const = 0;
     /// With `alertable`, queued asynchronous calls may run and end the sleep.
     virtual void SleepEx(unsigned int milliseconds, bool alertable) = 0;

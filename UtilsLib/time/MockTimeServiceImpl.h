@@ -17,8 +17,10 @@ public:
     /// As `Sleep`; then an operating-system sleep of 0 ms, so that queued asynchronous calls still run when
     /// `alertable`.
     void SleepEx(unsigned int milliseconds, bool alertable) override;
+    /// Seconds, as set; 0 at first.
     unsigned long long GetTime() const override;
 
+    /// Makes it `seconds` after the start of the clock.
     void SetTime(unsigned long long seconds);
     /// Adds `seconds`, wrapping round at 64 bits.
     void IncTime(unsigned long long seconds);

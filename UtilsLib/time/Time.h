@@ -27,15 +27,20 @@ using TimePoint =
 class UTILSLIB_API Time
 {
 public:
+    /// The time point of every function here.
     using TimePoint = UtilsLib::TimePoint;
 
     /// 0:00.
     Time();
+    /// Copies both fields.
     Time(const Time& other);
     ~Time();
+    /// Copies both fields.
     Time& operator=(const Time& other);
 
+    /// Hours, 0 to 23 unless `AddMins` made them negative.
     int GetHours() const;
+    /// Minutes of the hour, 0 to 59 unless `AddMins` made them negative.
     int GetMins() const;
     /// Minutes since midnight.
     int GetMinutes() const;

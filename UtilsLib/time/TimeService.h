@@ -15,7 +15,9 @@ public:
     /// The mock while it is enabled, else the real clock; chosen on every call, so that switching takes effect at the
     /// next sleep of every thread.
     static ITimeServiceImpl& Get();
+    /// Puts the mock in place of the real clock, or the real clock back.
     static void EnableMock(bool enable);
+    /// Whether the mock is in place.
     static bool IsMockEnabled();
     /// The mock, enabled or not.
     static MockTimeServiceImpl& GetMock();

@@ -9,6 +9,7 @@ namespace UtilsLib
 class UTILSLIB_API TimeServiceImpl : public ITimeServiceImpl
 {
 public:
+    /// The system's plain sleep.
     void Sleep(unsigned int milliseconds) const override;
     void SleepEx(unsigned int milliseconds, bool alertable) override;
     unsigned long long GetTime() const override;
