@@ -20,7 +20,7 @@ add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-mstackrealign>)
 
 # The same sources and tools give the same bytes, wherever the sources lie: no build folder in debug information or
 # messages, no time of day in the binaries.
-add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)
+add_compile_options("$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>")
 add_link_options(-Wl,--no-insert-timestamp)
 
 set(CMAKE_CXX_FLAGS_DEBUG "-Og -D_GLIBCXX_ASSERTIONS")
