@@ -53,7 +53,7 @@ bool SwitchLoggingOn()
         return false;
     }
     RegCloseKey(key);
-    return UtilsLib::RegUtils::WriteHaldenRegDword("consumer_logging", 1);
+    return UtilsLib::RegUtils::WriteHaldenRegDword("hx41svc_logging", 1);
 }
 
 bool LogLineIsWritten()
@@ -66,7 +66,7 @@ bool LogLineIsWritten()
     }
     UtilsLib::Logger& logger = UtilsLib::Logger::GetInstance();
     logger.SetPath(path);
-    logger.SetRegistryKey("consumer_logging");
+    logger.SetRegistryKey("hx41svc_logging");
     logger.Start();
     UtilsLib::LiveRegSettings::GetInstance().Start();
     UtilsLib::ILogger& log = logger;
@@ -81,8 +81,7 @@ bool LogLineIsWritten()
     }
     UtilsLib::LiveRegSettings::GetInstance().Shutdown();
     logger.Shutdown();
-    UtilsLib::RegUtils::DeleteHaldenRegDword("consumer_logging");
-    std::filesystem::remove(path);
+    UtilsLib::RegUtils::DeleteHaldenRegDword("hx41svc_logging");
     return written;
 }
 
