@@ -10,9 +10,9 @@ namespace UtilsLib::Progress
 /// say is agreed between the program's workers and its views.
 struct Data
 {
-    std::string title;           // such as the name of a stage
-    unsigned int identifier = 0; // such as the number of a text resource
-    std::string message;         // such as a longer text
+    std::string title;           ///< such as the name of a stage
+    unsigned int identifier = 0; ///< such as the number of a text resource
+    std::string message;         ///< such as a longer text
 };
 
 } // namespace UtilsLib::Progress

@@ -25,8 +25,8 @@ public:
     /// A stage: its id, and the description that its handler carries.
     struct ProgressHandlerData
     {
-        unsigned int id = 0; // not 0xFFFFFFFF, which stands for "no stage"
-        Progress::Data data;
+        unsigned int id = 0; ///< not 0xFFFFFFFF, which stands for "no stage"
+        Progress::Data data; ///< what the handler is made with
     };
 
     /// Makes a handler for each of the `count` stages at `stages`, which are copied; the last of those with the same id

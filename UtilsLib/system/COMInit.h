@@ -16,6 +16,7 @@ public:
     /// Initialises for itself, as every object undoes for itself.
     COMInit(const COMInit& other);
     ~COMInit();
+    /// Nothing to copy.
     COMInit& operator=(const COMInit& other) = default;
 };
 

@@ -31,11 +31,16 @@ public:
     CComBSTR(const char* text);
     /// Copies with all zeros in it.
     CComBSTR(const CComBSTR& other);
+    /// Takes the string of `other`, which is null then.
     CComBSTR(CComBSTR&& other) noexcept;
     ~CComBSTR();
+    /// As the construction; on failure the object is as it was.
     CComBSTR& operator=(const CComBSTR& other);
+    /// Takes the string of `other`, which is null then.
     CComBSTR& operator=(CComBSTR&& other) noexcept;
+    /// As the construction from such a text.
     CComBSTR& operator=(const wchar_t* text);
+    /// As the construction from such a text.
     CComBSTR& operator=(const char* text);
 
     /// In characters, without the terminator.
@@ -51,7 +56,7 @@ public:
     /// Frees the string and is null.
     void Empty() noexcept;
 
-    BSTR m_str = nullptr; // owned; may be written by a call that returns a string while it is null
+    BSTR m_str = nullptr; ///< owned; may be written by a call that returns a string while it is null
 };
 
 #endif

@@ -25,6 +25,7 @@ public:
     /// right to open the service control manager for all access. Nothing is loaded when that session is number 0 or any
     /// step fails; the last error is then that of the failed step.
     explicit LoadLoggedInUserProfileRAII(const std::string& serviceName);
+    /// Copies the fields, on purpose: the handles are shared, and each object unloads and closes them.
     LoadLoggedInUserProfileRAII(const LoadLoggedInUserProfileRAII&) = default;
     /// Copies the fields. What this object held before is neither unloaded nor closed.
     LoadLoggedInUserProfileRAII& operator=(const LoadLoggedInUserProfileRAII&) = default;

@@ -18,8 +18,10 @@ class UTILSLIB_API WMIComponent
 {
 public:
     WMIComponent();
+    /// Shares the connection; see the class.
     WMIComponent(const WMIComponent& other);
     ~WMIComponent();
+    /// Gives up what it held and shares the connection of `other`.
     WMIComponent& operator=(const WMIComponent& other);
 
     /// Connects to a namespace such as L"root\\cimv2" as the current user; false when it cannot. What an earlier call
