@@ -20,7 +20,6 @@ using UtilsLib::ThreadMonitor;
 namespace
 {
 
-constexpr const char* kMasterSwitch = "hx41svc_logging";
 constexpr const char* kVerbose = "hx41svc_logging_verbose";
 constexpr const char* kFileTracing = "hx41svc_logging_fileio";
 constexpr double kRereadSeconds = 21; // the settings are read again every 20 s
@@ -43,21 +42,6 @@ unsigned long long MillisecondsSince(std::chrono::steady_clock::time_point start
 }
 
 } // namespace
-
-void StartLogging(const std::string& logPath)
-{
-    Logger& logger = Logger::GetInstance();
-    logger.SetPath(logPath);
-    logger.SetRegistryKey(kMasterSwitch);
-    logger.Start();
-    LiveRegSettings::GetInstance().Start();
-}
-
-void StopLogging()
-{
-    LiveRegSettings::GetInstance().Shutdown();
-    Logger::GetInstance().Shutdown();
-}
 
 void LogCompany(Console& console, const std::vector<CompanyFile>& files)
 {

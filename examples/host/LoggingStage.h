@@ -8,13 +8,6 @@
 #include <string>
 #include <vector>
 
-/// The library's life inside a host, in the order that it asks for.
-
-/// Path and registry key first, then the threads. From here on the log file is written every 300 ms.
-void StartLogging(const std::string& logPath);
-/// The settings thread first, the logger last: it writes what all others still had to say.
-void StopLogging();
-
 /// Logs every file of the company: a line at information level, its detail at debug level, and a line of file
 /// input/output tracing. The last two are filtered out unless they are switched on.
 void LogCompany(Console& console, const std::vector<CompanyFile>& files);

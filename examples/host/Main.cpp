@@ -8,8 +8,10 @@
 #include <Console.h>
 #include <EventsStage.h>
 #include <Job.h>
+#include <LibraryThreads.h>
 #include <LoggingStage.h>
 #include <ProductSwitches.h>
+#include <ServiceStage.h>
 #include <SnapshotStage.h>
 
 #include <UtilsLib/logging/MiniDump.h>
@@ -65,6 +67,9 @@ int Run(Arguments arguments)
 
     console.Stage("Events that the user wants to see");
     ShowEvents(console, arguments.out);
+
+    console.Stage("The watch over the company as a Windows service");
+    RunAsService(console, arguments.company, arguments.out);
 
     console.Stage("Threads of the library");
     ShowThreads(console);

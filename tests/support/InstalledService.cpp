@@ -141,9 +141,9 @@ InstalledService::~InstalledService()
     Remove(m_service.Get());
 }
 
-bool InstalledService::Start() const
+bool InstalledService::Start(std::chrono::milliseconds limit) const
 {
-    return StartServiceA(m_service.Get(), 0, nullptr) && Reaches(SERVICE_RUNNING);
+    return StartServiceA(m_service.Get(), 0, nullptr) && Reaches(SERVICE_RUNNING, limit);
 }
 
 bool InstalledService::Stop() const

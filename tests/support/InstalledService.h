@@ -24,8 +24,8 @@ public:
     InstalledService(const InstalledService&) = delete;
     InstalledService& operator=(const InstalledService&) = delete;
 
-    /// True when the service runs.
-    [[nodiscard]] bool Start() const;
+    /// True when the service runs within `limit`.
+    [[nodiscard]] bool Start(std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
     /// True when the service has stopped.
     [[nodiscard]] bool Stop() const;
     /// Whether the service comes to `state` within `limit`.
