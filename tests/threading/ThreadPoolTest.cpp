@@ -308,8 +308,8 @@ TEST(ThreadPoolTest, WorkerDeletesATaskRightAfterRunAndBeforeTheNext)
 {
     std::vector<std::string> events;
     std::vector<unsigned long> threads;
-    ThreadPool pool(1, "pool");
     Gate done;
+    ThreadPool pool(1, "pool");
     const auto told = [&](const std::string& event) {
         events.push_back(event);
         threads.push_back(GetCurrentThreadId());
@@ -365,8 +365,8 @@ TEST(ThreadPoolTest, NullIsNotQueued)
 
 TEST(ThreadPoolTest, WorkersOutliveNullsAndSignalsInTheQueue)
 {
-    ThreadPool pool(1, "pool");
     Gate done;
+    ThreadPool pool(1, "pool");
     QueueOf(pool).Push(nullptr);
     QueueOf(pool).Signal();
 
@@ -515,8 +515,8 @@ TEST(ThreadPoolTest, DestructorShutsDownAndLeavesQueuedTasksUndeleted)
     const auto count = [&](const std::string& event) { deletions += event == "deleted" ? 1 : 0; };
     bool finished = false;
     {
-        ThreadPool pool(1, "pool");
         Gate running;
+        ThreadPool pool(1, "pool");
         Submit(pool, [&] {
             running.Open();
             finished = SetWhenShuttingDown(pool);
