@@ -20,7 +20,7 @@ namespace Platform = UtilsLib::Platform;
 constexpr int kDumpType = MiniDumpWithDataSegs | MiniDumpWithHandleData;
 static_assert(kDumpType == 5);
 
-constexpr DWORD kTurnLimit = 30'000; // ms of waiting for a trace or a dump of another thread; last chances wait twice
+constexpr DWORD kTurnLimit = 30'000;       // ms of waiting for a trace or a dump of another thread
 constexpr DWORD kOtherStackLimit = 30'000; // ms for a dump that another thread writes
 constexpr DWORD kTimeToEnd = 2'000;        // ms for a thread that has written its dump to end the process
 
@@ -56,7 +56,8 @@ LONG GiveUp(EXCEPTION_POINTERS*, void*) noexcept
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
-/// Loaded by name at this moment: a host may bring a newer library than the system's.
+/// The function is looked up by name: where a host brings a library too old to have it, there is no dump, but
+/// the host starts.
 BOOL WriteDumpTo(HANDLE file, DWORD threadId, EXCEPTION_POINTERS* exception)
 {
     const Platform::UniqueModule library(LoadLibraryA("dbghelp.dll"));
@@ -109,25 +110,34 @@ bool TryWriteDumpFile(DWORD threadId, EXCEPTION_POINTERS* exception) noexcept
     }
 }
 
-/// Not on the stack of the thread that asks: when it stops waiting, the other one still has it.
-struct OtherStack
+struct WriteRequest
 {
     DWORD threadId;
     EXCEPTION_POINTERS* exception;
     bool written;
 };
-OtherStack g_otherStack; // belongs to the thread whose turn it is
+
+void WriteOnThisStack(void* argument) noexcept
+{
+    auto& request = *static_cast<WriteRequest*>(argument);
+    request.written = TryWriteDumpFile(request.threadId, request.exception);
+}
+
+/// Not on the stack of the thread that asks: when that one stops waiting, the other still has it. Belongs to the thread
+/// whose turn it is.
+WriteRequest g_otherStack;
 
 DWORD WINAPI WriteDumpOnThread(void*)
 {
-    g_otherStack.written = TryWriteDumpFile(g_otherStack.threadId, g_otherStack.exception);
+    // The guard of the thread that asks does not reach here.
+    Platform::CallGuarded(&WriteOnThisStack, &GiveUp, &g_otherStack);
     return 0;
 }
 
 /// For a thread whose own stack is full.
-bool WriteDumpOnOtherStack(EXCEPTION_POINTERS* exception)
+bool WriteDumpOnOtherStack(const WriteRequest& request)
 {
-    g_otherStack = {GetCurrentThreadId(), exception, false};
+    g_otherStack = request;
     const Platform::UniqueHandle thread(CreateThread(nullptr, 0, &WriteDumpOnThread, nullptr, 0, nullptr));
     return thread && WaitForSingleObject(thread.Get(), kOtherStackLimit) == WAIT_OBJECT_0 && g_otherStack.written;
 }
@@ -137,24 +147,23 @@ bool IsStackFull(const EXCEPTION_POINTERS& exception)
     return exception.ExceptionRecord != nullptr && exception.ExceptionRecord->ExceptionCode == EXCEPTION_STACK_OVERFLOW;
 }
 
-struct WriteRequest
-{
-    EXCEPTION_POINTERS* exception;
-    bool written;
-};
-
 void WriteOnFittingStack(void* argument) noexcept
 {
     auto& request = *static_cast<WriteRequest*>(argument);
-    request.written = IsStackFull(*request.exception) ? WriteDumpOnOtherStack(request.exception)
-                                                      : TryWriteDumpFile(GetCurrentThreadId(), request.exception);
+    if (IsStackFull(*request.exception))
+    {
+        request.written = WriteDumpOnOtherStack(request);
+        return;
+    }
+    WriteOnThisStack(argument);
 }
 
-/// A fault on the way is a dump that cannot be written: it must neither hide the first one nor keep the turn.
-bool WriteDump(EXCEPTION_POINTERS* exception) noexcept
+/// Waits `turnLimit` ms at most for other threads. A fault on the way is a dump that cannot be written: it must neither
+/// hide the first one nor keep the turn.
+bool WriteDump(EXCEPTION_POINTERS* exception, DWORD turnLimit) noexcept
 {
-    const Platform::DebugHelpTurn turn(kTurnLimit);
-    WriteRequest request = {exception, false};
+    const Platform::DebugHelpTurn turn(turnLimit);
+    WriteRequest request = {GetCurrentThreadId(), exception, false};
     return Platform::CallGuarded(&WriteOnFittingStack, &GiveUp, &request) && request.written;
 }
 
@@ -162,6 +171,7 @@ struct DumpRequest
 {
     EXCEPTION_POINTERS* exception;
     bool& written;
+    DWORD turnLimit;
 };
 
 #if defined(__GNUC__)
@@ -179,16 +189,26 @@ void DumpOrFault(void* argument) noexcept
     auto& request = *static_cast<DumpRequest*>(argument);
     if (request.exception != nullptr)
     {
-        request.written = WriteDump(request.exception);
+        request.written = WriteDump(request.exception, request.turnLimit);
         return;
     }
     // kept: only a real exception has real exception pointers. The filter below gets them.
     WriteToAddressZero();
 }
 
-LONG DumpOfFault(EXCEPTION_POINTERS* exception, void*) noexcept
+LONG DumpOfFault(EXCEPTION_POINTERS* exception, void* argument) noexcept
 {
-    return WriteDump(exception) ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH;
+    const auto& request = *static_cast<DumpRequest*>(argument);
+    return WriteDump(exception, request.turnLimit) ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH;
+}
+
+void CreateDump(EXCEPTION_POINTERS* exception, bool& written, DWORD turnLimit)
+{
+    DumpRequest request{exception, written, turnLimit};
+    if (!Platform::CallGuarded(&DumpOrFault, &DumpOfFault, &request))
+    {
+        written = true;
+    }
 }
 
 void BreakIntoDebugger()
@@ -199,27 +219,34 @@ void BreakIntoDebugger()
     }
 }
 
-/// The turn of a thread that is about to end the process. One that comes while another writes its dump lets that one
-/// end the process: a second dump in the same second would overwrite the first and be cut off by the end.
-class LastTurn
+/// A thread that is about to end the process. One that comes while another has the turn, most likely to write its dump,
+/// lets that one end the process: a second dump in the same second would overwrite the first and be cut off by the end.
+struct LastChance
 {
-public:
-    LastTurn() : m_turn(kTurnLimit)
+    explicit LastChance(EXCEPTION_POINTERS* pointers) : exception(pointers), turn(kTurnLimit)
     {
-        if (m_turn.Waited())
+        if (turn.Waited() && !turn.TimedOut())
         {
             Sleep(kTimeToEnd);
         }
     }
 
-private:
-    Platform::DebugHelpTurn m_turn;
+    EXCEPTION_POINTERS* exception;
+    Platform::DebugHelpTurn turn;
 };
 
 void DumpOfLastChance(void* argument) noexcept
 {
     bool written = false;
-    CreateMiniDump(static_cast<EXCEPTION_POINTERS*>(argument), written);
+    CreateDump(static_cast<LastChance*>(argument)->exception, written, 0); // it has waited already
+}
+
+/// Handlers outside may take the fault of a dump that cannot be written, and no destructor would run: the turn must not
+/// stay with a thread that goes on.
+LONG GiveTurnBack(EXCEPTION_POINTERS*, void* argument) noexcept
+{
+    static_cast<LastChance*>(argument)->turn.GiveBack();
+    return EXCEPTION_CONTINUE_SEARCH;
 }
 
 DWORD CodeOf(const EXCEPTION_POINTERS* exception)
@@ -232,19 +259,15 @@ DWORD CodeOf(const EXCEPTION_POINTERS* exception)
 
 DWORD CreateMiniDump(EXCEPTION_POINTERS* exception, bool& written)
 {
-    DumpRequest request{exception, written};
-    if (!Platform::CallGuarded(&DumpOrFault, &DumpOfFault, &request))
-    {
-        written = true;
-    }
+    CreateDump(exception, written, kTurnLimit);
     return 1;
 }
 
 LONG WINAPI LastChanceMiniDumpProcess(EXCEPTION_POINTERS* exception)
 {
     BreakIntoDebugger();
-    const LastTurn turn; // kept to the end, so that no other thread begins a dump that would be cut off
-    Platform::CallGuarded(&DumpOfLastChance, &GiveUp, exception);
+    LastChance chance(exception); // kept to the end, so that no other thread begins a dump that would be cut off
+    Platform::CallGuarded(&DumpOfLastChance, &GiveUp, &chance);
     TerminateProcess(GetCurrentProcess(), CodeOf(exception));
     return EXCEPTION_EXECUTE_HANDLER;
 }
@@ -252,7 +275,6 @@ LONG WINAPI LastChanceMiniDumpProcess(EXCEPTION_POINTERS* exception)
 void LastChanceTerminate()
 {
     BreakIntoDebugger();
-    const LastTurn turn;
-    bool written = false;
-    CreateMiniDump(nullptr, written);
+    LastChance chance(nullptr);
+    Platform::CallGuarded(&DumpOfLastChance, &GiveTurnBack, &chance);
 }

@@ -20,7 +20,8 @@ UTILSLIB_API DWORD CreateMiniDump(EXCEPTION_POINTERS* exception, bool& written);
 /// process at once, by TerminateProcess with the exception's code, also when there is no dump. Without a record the
 /// code is that of an access violation. Does not come back; the result, 1, is for the type's sake.
 ///
-/// When another thread has been writing a dump, that one gets two seconds to end the process, so that its dump stays.
+/// A thread that has waited for another one's dump (or trace) gives that one two seconds to end the process, so that
+/// its dump stays.
 UTILSLIB_API LONG WINAPI LastChanceMiniDumpProcess(EXCEPTION_POINTERS* exception);
 
 /// A handler for std::set_terminate: breaks into the debugger if there is one, writes the dump of

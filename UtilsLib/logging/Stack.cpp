@@ -19,6 +19,7 @@ static_assert(kSymbolOptions == 0x30237);
 
 constexpr DWORD kContextFlags = 0x10007; // control, integer and segment registers of the x86
 constexpr DWORD kDirectorySize = 500;    // characters with the terminator
+constexpr DWORD kTurnLimit = 60'000;     // ms of waiting for traces and dumps of other threads
 constexpr DWORD kNameLength = 255;       // characters of a function's name without the terminator
 
 /// The debug-help library's knowledge of this process for one trace.
@@ -112,7 +113,12 @@ void Stack::Trace()
         return;
     }
     const HANDLE process = GetCurrentProcess();
-    const Platform::DebugHelpTurn turn;
+    // Limited: the other thread's trace may itself wait for the loader's lock, which this thread has in a DllMain.
+    const Platform::DebugHelpTurn turn(kTurnLimit);
+    if (turn.TimedOut())
+    {
+        return;
+    }
     const SymbolSession session(process, m_searchPath);
     InitSymbolLookup(process, m_searchPath.c_str());
     const std::list<unsigned long long> addresses = DumpStackTraceEx(process, GetCurrentThread());

@@ -13,8 +13,9 @@ namespace UtilsLib
 /// The calling thread's stack as text, for the log: of each frame module, function, source line and return address.
 ///
 /// Frames without symbols are left out. An object belongs to one thread at a time; traces of several threads wait for
-/// each other, because the system's debug-help library serves one caller only. A trace loads and unloads the symbols
-/// of all modules (about a second): a rare diagnostic. It ends a debug-help session that the process itself has open.
+/// each other, because the system's debug-help library serves one caller only; after a minute a trace stays empty. A
+/// trace loads and unloads the symbols of all modules (about a second): a rare diagnostic. It ends a debug-help session
+/// that the process itself has open.
 class UTILSLIB_API Stack
 {
 public:

@@ -1,63 +1,79 @@
 #include <UtilsLib/platform/DebugHelpTurn.h>
 
+#include <UtilsLib/WindowsTypes.h>
+
+#include <utility>
+
 namespace UtilsLib::Platform
 {
 
 namespace
 {
 
-constexpr DWORD kPause = 10; // ms between two attempts
+/// A mutex of the system's, which knows when its owner has ended. Null outside the life of the statics.
+HANDLE g_turn = nullptr;
 
-/// Made when the library is loaded, not at the first crash, and never deleted: a destructor that runs later may crash.
-/// Without debug information a critical section holds nothing that would be left behind.
-struct Section
+/// Makes the mutex when the library is loaded, not at the first crash.
+struct TurnMaker
 {
-    Section()
+    TurnMaker()
     {
-        InitializeCriticalSectionEx(&section, 0, CRITICAL_SECTION_NO_DEBUG_INFO);
+        g_turn = CreateMutexA(nullptr, FALSE, nullptr);
     }
-    CRITICAL_SECTION section;
+    ~TurnMaker()
+    {
+        if (g_turn != nullptr)
+        {
+            CloseHandle(std::exchange(g_turn, nullptr));
+        }
+    }
 };
-Section g_turn;
+const TurnMaker g_maker;
+
+bool IsTaken(DWORD result)
+{
+    return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+}
 
 } // namespace
 
-DebugHelpTurn::DebugHelpTurn() : m_taken(true)
-{
-    EnterCriticalSection(&g_turn.section);
-}
-
 DebugHelpTurn::DebugHelpTurn(unsigned long limit)
 {
-    const ULONGLONG start = GetTickCount64();
-    for (;;)
+    if (g_turn == nullptr)
     {
-        m_taken = TryEnterCriticalSection(&g_turn.section) != FALSE;
-        if (m_taken || GetTickCount64() - start >= limit)
-        {
-            return;
-        }
-        m_waited = true;
-        Sleep(kPause);
+        return;
     }
+    DWORD result = WaitForSingleObject(g_turn, 0);
+    m_waited = result == WAIT_TIMEOUT;
+    if (m_waited)
+    {
+        result = WaitForSingleObject(g_turn, limit);
+    }
+    m_taken = IsTaken(result);
+    m_timedOut = result == WAIT_TIMEOUT;
 }
 
 DebugHelpTurn::~DebugHelpTurn()
 {
-    if (m_taken)
-    {
-        LeaveCriticalSection(&g_turn.section);
-    }
+    GiveBack();
 }
 
-bool DebugHelpTurn::Taken() const
+void DebugHelpTurn::GiveBack()
 {
-    return m_taken;
+    if (std::exchange(m_taken, false))
+    {
+        ReleaseMutex(g_turn);
+    }
 }
 
 bool DebugHelpTurn::Waited() const
 {
     return m_waited;
+}
+
+bool DebugHelpTurn::TimedOut() const
+{
+    return m_timedOut;
 }
 
 } // namespace UtilsLib::Platform

@@ -1,6 +1,7 @@
 #include <UtilsLib/logging/MiniDump.h>
 
 #include <UtilsLib/logging/Stack.h>
+#include <UtilsLib/platform/StructuredGuard.h>
 #include <UtilsLib/platform/UniqueHandle.h>
 
 #include <tests/logging/DumpFolder.h>
@@ -13,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <sstream>
@@ -42,9 +42,17 @@ struct Note
     std::string text;
 };
 
+std::vector<DWORD> g_waits;
+std::vector<DWORD> g_pauses;
+
 class LastChanceTest : public DumpTests::DumpFolder
 {
 protected:
+    LastChanceTest()
+    {
+        g_waits.clear();
+        g_pauses.clear();
+    }
     ChildResult Die(const std::string& way)
     {
         const ChildResult result = RunChild("child_crash", Arguments(way), kLimit);
@@ -154,13 +162,14 @@ DebuggedResult RunDebugged(const std::string& arguments)
 UINT g_exitCode = 0;
 HANDLE g_ended = nullptr;
 
-std::atomic<unsigned long long> g_ticks = 0;
-std::vector<DWORD> g_pauses;
-
-/// Ten seconds each time somebody looks.
-ULONGLONG WINAPI HurryingClock()
+/// A wait that is over at once, whatever its limit.
+DWORD WINAPI ImpatientWait(HANDLE object, DWORD limit)
 {
-    return g_ticks += 10'000;
+    if (limit != 0)
+    {
+        g_waits.push_back(limit);
+    }
+    return WaitForSingleObject(object, 0);
 }
 
 void WINAPI RecordedSleep(DWORD milliseconds)
@@ -188,14 +197,61 @@ BOOL WINAPI DumpOnAnotherThread(HANDLE, UINT)
     return TRUE;
 }
 
-Gate g_inSession;
-Gate g_leaveSession;
+struct Session
+{
+    Gate entered;
+    Gate leave;
+};
+Session* g_session = nullptr;
 
 BOOL WINAPI StayInSession(HANDLE, PCSTR, BOOL)
 {
-    g_inSession.Open();
-    EXPECT_TRUE(g_leaveSession.Wait());
+    g_session->entered.Open();
+    EXPECT_TRUE(g_session->leave.Wait());
     return FALSE;
+}
+
+/// What another thread does is over as soon as it is waited for.
+DWORD WINAPI WaitThatIsRewarded(HANDLE object, DWORD limit)
+{
+    if (limit != 0)
+    {
+        g_session->leave.Open();
+    }
+    return WaitForSingleObject(object, limit);
+}
+
+/// A thread that is within a trace, for ever as far as others see.
+class TracingThread
+{
+public:
+    TracingThread()
+    {
+        EXPECT_TRUE(m_session.entered.Wait());
+    }
+    ~TracingThread()
+    {
+        m_session.leave.Open();
+        m_thread.join();
+    }
+
+private:
+    Session m_session;
+    const ImportPatch m_initialize{"dbghelp.dll", "SymInitialize", &StayInSession};
+    std::thread m_thread{[this] {
+        g_session = &m_session;
+        UtilsLib::Stack("").Trace();
+    }};
+};
+
+/// Calls the filter with an exception of this code and lets the process live. No dump is written.
+void CallFilter(DWORD code)
+{
+    const ImportPatch end(kKernel, "TerminateProcess", &NoEnd);
+    EXCEPTION_RECORD record = {};
+    record.ExceptionCode = code;
+    EXCEPTION_POINTERS pointers = {&record, nullptr};
+    EXPECT_EQ(LastChanceMiniDumpProcess(&pointers), 1);
 }
 
 HANDLE WINAPI NoFile(LPCSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
@@ -374,40 +430,64 @@ TEST_F(LastChanceTest, TerminateHandlerCanBeCalledAgainAndAgain)
 TEST_F(LastChanceTest, NoOtherDumpBeginsWhileTheFilterEndsTheProcess)
 {
     const ImportPatch end(kKernel, "TerminateProcess", &DumpOnAnotherThread);
-    const ImportPatch clock(kKernel, "GetTickCount64", &HurryingClock);
+    const ImportPatch wait(kKernel, "WaitForSingleObject", &ImpatientWait);
     const ImportPatch none(kKernel, "CreateFileA", &NoFile);
     EXCEPTION_RECORD record = {};
     EXCEPTION_POINTERS pointers = {&record, nullptr};
 
-    g_pauses.clear();
-    const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
     LastChanceMiniDumpProcess(&pointers);
 
-    EXPECT_FALSE(g_pauses.empty()); // the other thread has waited, until it lost patience
+    EXPECT_THAT(g_waits, testing::ElementsAre(30'000)); // the other thread's
 }
 
-TEST_F(LastChanceTest, ThreadThatHoldsDebugHelpForEverDelaysACrashByAMinute)
+TEST_F(LastChanceTest, ThreadThatHoldsDebugHelpForEverDelaysACrashByHalfAMinute)
 {
-    const ImportPatch initialize("dbghelp.dll", "SymInitialize", &StayInSession);
-    std::thread tracing([] { UtilsLib::Stack("").Trace(); });
-    EXPECT_TRUE(g_inSession.Wait());
-    {
-        const ImportPatch end(kKernel, "TerminateProcess", &NoEnd);
-        const ImportPatch clock(kKernel, "GetTickCount64", &HurryingClock);
-        const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
-        const ImportPatch create(kKernel, "CreateFileA", &NoFile);
-        EXCEPTION_RECORD record = {};
-        record.ExceptionCode = 0xE0002222;
-        EXCEPTION_POINTERS pointers = {&record, nullptr};
-        g_pauses.clear();
-        g_ticks = 0;
+    const TracingThread tracing;
+    const ImportPatch wait(kKernel, "WaitForSingleObject", &ImpatientWait);
+    const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
+    const ImportPatch none(kKernel, "CreateFileA", &NoFile);
 
-        EXPECT_EQ(LastChanceMiniDumpProcess(&pointers), 1);
+    CallFilter(0xE0002222);
 
-        EXPECT_EQ(g_exitCode, 0xE0002222);
-        // Half a minute before the dump, two seconds for the other thread to end the process, half a minute again.
-        EXPECT_THAT(g_pauses, testing::ElementsAre(10, 10, 2000, 10, 10));
-    }
-    g_leaveSession.Open();
-    tracing.join();
+    EXPECT_EQ(g_exitCode, 0xE0002222);
+    EXPECT_THAT(g_waits, testing::ElementsAre(30'000)); // once
+    EXPECT_THAT(g_pauses, testing::IsEmpty());          // nobody is about to end the process
+}
+
+TEST_F(LastChanceTest, ThreadThatHasWaitedGivesTheOtherTwoSecondsToEndTheProcess)
+{
+    const TracingThread tracing;
+    const ImportPatch wait(kKernel, "WaitForSingleObject", &WaitThatIsRewarded);
+    const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
+    const ImportPatch none(kKernel, "CreateFileA", &NoFile);
+
+    CallFilter(0xE0002223);
+
+    EXPECT_EQ(g_exitCode, 0xE0002223);
+    EXPECT_THAT(g_pauses, testing::ElementsAre(2000));
+}
+
+TEST_F(LastChanceTest, TerminateWhoseFaultACallerTakesHoldsUpNobody)
+{
+    const ImportPatch none(kKernel, "CreateFileA", &NoFile);
+    const auto terminate = [](void*) noexcept { LastChanceTerminate(); };
+    const auto take = [](EXCEPTION_POINTERS*, void*) noexcept -> LONG { return EXCEPTION_EXECUTE_HANDLER; };
+
+    EXPECT_FALSE(UtilsLib::Platform::CallGuarded(terminate, take, nullptr));
+
+    const ImportPatch wait(kKernel, "WaitForSingleObject", &ImpatientWait);
+    std::thread([] { UtilsLib::Stack("").Trace(); }).join();
+    EXPECT_THAT(g_waits, testing::IsEmpty());
+}
+
+TEST_F(LastChanceTest, TraceWaitsAMinuteForAThreadThatHoldsDebugHelpForEver)
+{
+    const TracingThread tracing;
+    const ImportPatch wait(kKernel, "WaitForSingleObject", &ImpatientWait);
+    UtilsLib::Stack stack("");
+
+    stack.Trace();
+
+    EXPECT_EQ(stack.AsString(), "\r\nTRACE:\r\n\r\n");
+    EXPECT_THAT(g_waits, testing::ElementsAre(60'000));
 }

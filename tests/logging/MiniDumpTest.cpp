@@ -440,6 +440,7 @@ TEST_F(MiniDumpTest, FaultOfACrashingWriterReachesTheCallersHandlersToo)
 
 TEST_F(MiniDumpTest, FaultWhileTheFaultIsDumpedDoesNotHideIt)
 {
+    g_raised = 0;
     const ImportPatch raising(kKernel, "CreateFileA", &RaisingFile);
     Outer outer;
     EXPECT_FALSE(CallGuarded(&CreateWithoutException, &TakeFault, &outer));
@@ -449,6 +450,20 @@ TEST_F(MiniDumpTest, FaultWhileTheFaultIsDumpedDoesNotHideIt)
     EXPECT_TRUE(IsOwnFault(outer.record));
     EXPECT_FALSE(outer.written);
     std::thread([] { UtilsLib::Stack("").Trace(); }).join(); // does not wait for ever
+}
+
+TEST_F(MiniDumpTest, FaultWhileAFullStackIsDumpedIsADumpThatCannotBeWritten)
+{
+    g_raised = 0;
+    const ImportPatch raising(kKernel, "CreateFileA", &RaisingFile); // on a thread that nobody guards from outside
+    MadeUpException exception;
+    exception.record.ExceptionCode = EXCEPTION_STACK_OVERFLOW;
+    bool written = true;
+
+    CreateMiniDump(&exception.pointers, written);
+
+    EXPECT_EQ(g_raised, 1);
+    EXPECT_FALSE(written);
 }
 
 TEST_F(MiniDumpTest, CallersHandlersDoNotSeeTheFaultOfAWrittenDump)

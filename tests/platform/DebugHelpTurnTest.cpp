@@ -1,10 +1,12 @@
 #include <UtilsLib/platform/DebugHelpTurn.h>
 
+#include <UtilsLib/WindowsTypes.h>
+
 #include <tests/support/Gate.h>
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <new>
 #include <thread>
 
 using TestSupport::Gate;
@@ -14,6 +16,14 @@ namespace
 {
 
 constexpr unsigned long kLong = 20'000;
+
+/// Whether a thread of its own gets the turn at once.
+bool IsFree()
+{
+    bool free = false;
+    std::thread([&free] { free = !DebugHelpTurn(0).TimedOut(); }).join();
+    return free;
+}
 
 /// A thread that has the turn until it is told to give it back.
 class Holder
@@ -37,7 +47,7 @@ private:
     Gate m_taken;
     Gate m_release;
     std::thread m_thread{[this] {
-        const DebugHelpTurn turn;
+        const DebugHelpTurn turn(0);
         m_taken.Open();
         EXPECT_TRUE(m_release.Wait(std::chrono::seconds(20)));
     }};
@@ -49,12 +59,13 @@ TEST(DebugHelpTurnTest, FreeTurnIsTakenAtOnceAndByItsThreadAgain)
 {
     const DebugHelpTurn first(0);
     const DebugHelpTurn second(0);
-    const DebugHelpTurn third;
 
-    EXPECT_TRUE(first.Taken());
-    EXPECT_FALSE(first.Waited());
-    EXPECT_TRUE(second.Taken());
-    EXPECT_TRUE(third.Taken());
+    for (const DebugHelpTurn* const turn : {&first, &second})
+    {
+        EXPECT_FALSE(turn->Waited());
+        EXPECT_FALSE(turn->TimedOut());
+    }
+    EXPECT_FALSE(IsFree());
 }
 
 TEST(DebugHelpTurnTest, WaitEndsAtItsLimitWithoutTheTurn)
@@ -63,11 +74,11 @@ TEST(DebugHelpTurnTest, WaitEndsAtItsLimitWithoutTheTurn)
     const unsigned long long start = GetTickCount64();
     {
         const DebugHelpTurn turn(200);
-        EXPECT_FALSE(turn.Taken());
+        EXPECT_TRUE(turn.TimedOut());
         EXPECT_TRUE(turn.Waited());
         EXPECT_GE(GetTickCount64() - start, 190u);
     }
-    EXPECT_FALSE(DebugHelpTurn(0).Taken()); // the one that was not taken gave nothing back
+    EXPECT_TRUE(DebugHelpTurn(0).TimedOut()); // the one that was not taken gave nothing back
 }
 
 TEST(DebugHelpTurnTest, TurnComesWhenTheOtherThreadGivesItBack)
@@ -80,23 +91,32 @@ TEST(DebugHelpTurnTest, TurnComesWhenTheOtherThreadGivesItBack)
     const DebugHelpTurn turn(kLong);
     releaser.join();
 
-    EXPECT_TRUE(turn.Taken());
+    EXPECT_FALSE(turn.TimedOut());
     EXPECT_TRUE(turn.Waited());
+    EXPECT_FALSE(IsFree());
 }
 
-TEST(DebugHelpTurnTest, WaitWithoutLimitLastsUntilTheTurnIsFree)
+TEST(DebugHelpTurnTest, TurnIsGivenBackAtScopeEndOrBefore)
 {
-    std::atomic<bool> released = false;
-    Holder holder;
-    std::thread releaser([&] {
-        Sleep(100);
-        released = true;
-        holder.Release();
-    });
     {
-        const DebugHelpTurn turn;
-        EXPECT_TRUE(released);
-        EXPECT_TRUE(turn.Taken());
+        const DebugHelpTurn outer(0);
+        {
+            DebugHelpTurn inner(0);
+            inner.GiveBack();
+            inner.GiveBack(); // not the outer one
+        }
+        EXPECT_FALSE(IsFree());
     }
-    releaser.join();
+    EXPECT_TRUE(IsFree());
+}
+
+TEST(DebugHelpTurnTest, TurnOfAThreadThatEndedWithoutGivingItBackIsFree)
+{
+    alignas(DebugHelpTurn) static char abandoned[sizeof(DebugHelpTurn)];
+    std::thread([] { new (abandoned) DebugHelpTurn(0); }).join();
+
+    const DebugHelpTurn turn(kLong);
+
+    EXPECT_FALSE(turn.Waited());
+    EXPECT_FALSE(IsFree());
 }
