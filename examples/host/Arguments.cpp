@@ -1,5 +1,6 @@
 #include <Arguments.h>
 
+#include <AnsiText.h>
 #include <CompanyFolder.h>
 
 #include <filesystem>
@@ -26,7 +27,7 @@ std::optional<Arguments> ParseArguments(int argc, char** argv)
     }
     if (arguments.out.empty())
     {
-        arguments.out = (std::filesystem::temp_directory_path() / "UtilsLibHost").string();
+        arguments.out = AnsiText(std::filesystem::temp_directory_path() / "UtilsLibHost");
     }
     return arguments;
 }

@@ -1,5 +1,7 @@
 #include <CompanyFolder.h>
 
+#include <AnsiText.h>
+
 #include <UtilsLib/files/FileOperations.h>
 #include <UtilsLib/progress/ScopedSubProgress.h>
 
@@ -124,13 +126,14 @@ std::vector<CompanyFile> ListCompany(const std::string& folder)
         const unsigned long long size = entry->is_regular_file(gone) ? entry->file_size(gone) : 0;
         if (!gone && entry->is_regular_file(gone))
         {
-            files.push_back({fs::relative(entry->path(), root, gone).string(), size});
+            files.push_back({AnsiText(fs::relative(entry->path(), root, gone)), size});
         }
     }
     return files;
 }
 
-unsigned long long CompanyDigest(const std::string& folder, ProgressHandler& progress, const std::string& what)
+std::optional<unsigned long long> CompanyDigest(const std::string& folder, ProgressHandler& progress,
+                                                const std::string& what)
 {
     std::vector<CompanyFile> files = ListCompany(folder);
     std::sort(files.begin(), files.end(), [](const CompanyFile& a, const CompanyFile& b) { return a.path < b.path; });
@@ -141,12 +144,15 @@ unsigned long long CompanyDigest(const std::string& folder, ProgressHandler& pro
     for (const CompanyFile& file : files)
     {
         digest.Add(reinterpret_cast<const unsigned char*>(file.path.data()), file.path.size());
-        FileOperations::OperateOnFile(folder + "\\" + file.path, kChunk,
-                                      [&](const unsigned char* data, unsigned int length, bool) {
-                                          digest.Add(data, length);
-                                          part.UpdateProgressCurrent(length, ProgressHandler::Relative);
-                                          return true;
-                                      });
+        const auto add = [&](const unsigned char* data, unsigned int length, bool) {
+            digest.Add(data, length);
+            part.UpdateProgressCurrent(length, ProgressHandler::Relative);
+            return true;
+        };
+        if (!FileOperations::OperateOnFile(folder + "\\" + file.path, kChunk, add))
+        {
+            return std::nullopt;
+        }
     }
     return digest.Value();
 }

@@ -1,5 +1,6 @@
 #include <CompressionStage.h>
 
+#include <AnsiText.h>
 #include <CompanyFolder.h>
 
 #include <UtilsLib/compression/CompressionLib.h>
@@ -85,7 +86,7 @@ bool InflatesTo(const Bytes& payload, const Bytes& compressed, ProgressHandler& 
 
 bool CompressToFile(const std::string& source, const std::string& target, ProgressHandler& progress)
 {
-    const ScopedSubProgress part(progress, "writing " + fs::path(target).filename().string());
+    const ScopedSubProgress part(progress, "writing " + AnsiText(fs::path(target).filename()));
     return CompressionLib::CompressFile(source, target);
 }
 
@@ -113,7 +114,7 @@ std::string CompressLargestFile(Console& console, Job& job, const std::string& c
         return {};
     }
     const std::string source = company + "\\" + largest->path;
-    const std::string target = outFolder + "\\" + fs::path(largest->path).filename().string() + ".gz";
+    const std::string target = outFolder + "\\" + AnsiText(fs::path(largest->path).filename()) + ".gz";
     bool written = false;
     std::optional<InMemory> inMemory;
     job.RunStage(Compressing, [&](ProgressHandler& progress) {

@@ -107,6 +107,7 @@ int main(int argc, char** argv)
     }
     catch (const std::exception& error)
     {
+        StopLogging(); // what was logged until here says how it came to this
         std::fprintf(stderr, "host: %s\n", error.what());
         return 1;
     }

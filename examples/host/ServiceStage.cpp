@@ -1,5 +1,7 @@
 #include <ServiceStage.h>
 
+#include <AnsiText.h>
+
 #include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/system/HelperUtils.h>
 #include <UtilsLib/system/ScopedServiceControl.h>
@@ -47,14 +49,14 @@ ServiceHandle OpenHostService(DWORD access)
 std::string ProgramPath()
 {
     const std::filesystem::path host = UtilsLib::HelperUtils::GetBinaryPath();
-    return (host.parent_path() / "host_service.exe").string();
+    return AnsiText(host.parent_path() / "host_service.exe");
 }
 
 /// As an argument for the service, which runs in another folder. A separator before the closing quote would take that
 /// for text.
 std::string Argument(const std::string& relative)
 {
-    std::string path = std::filesystem::absolute(relative).string();
+    std::string path = AnsiText(std::filesystem::absolute(relative));
     while (path.ends_with('\\'))
     {
         path.pop_back();

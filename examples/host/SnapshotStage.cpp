@@ -6,6 +6,7 @@
 #include <UtilsLib/progress/ScopedSubProgress.h>
 
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <vector>
 
@@ -19,6 +20,8 @@ namespace
 
 namespace fs = std::filesystem;
 
+using Digest = std::optional<unsigned long long>;
+
 constexpr int kLedgers = 0x1;
 constexpr int kReports = 0x2;
 constexpr int kLayouts = 0x4;
@@ -30,8 +33,17 @@ struct Outcome
     std::string path;
     std::size_t files = 0;
     unsigned long long bytes = 0;
-    bool unchanged = false; // the company is what it was
+    std::string comparison; // of the company with what it was
 };
+
+std::string ComparisonText(const Digest& before, const Digest& after)
+{
+    if (!before || !after)
+    {
+        return "The company was not compared: a file of it cannot be read.";
+    }
+    return *before == *after ? "The company is byte for byte what it was." : "THE COMPANY HAS CHANGED.";
+}
 
 unsigned long long TotalSize(const std::string& folder)
 {
@@ -48,12 +60,10 @@ bool Copy(Job& job, DataSnapshot& snapshot, const std::string& company, Progress
 {
     ScopedSubProgress part(progress, "copying");
     part.Begin(TotalSize(company));
+    const std::string target = snapshot.GetSnapshotPath(); // the snapshot itself is the other task's meanwhile
     bool copied = false;
     job.RunMeanwhile([&] { copied = snapshot.Execute(error); },
-                     [&] {
-                         const unsigned long long done = TotalSize(snapshot.GetSnapshotPath());
-                         part.UpdateProgressCurrent(done, ProgressHandler::Absolute);
-                     });
+                     [&] { part.UpdateProgressCurrent(TotalSize(target), ProgressHandler::Absolute); });
     return copied;
 }
 
@@ -82,7 +92,7 @@ Outcome TakeAndUndo(Job& job, const std::string& company, const std::string& roo
 {
     Outcome outcome;
     progress.Begin(4, 0); // steps
-    const unsigned long long before = CompanyDigest(company, progress, "reading");
+    const Digest before = CompanyDigest(company, progress, "reading");
     progress.UpdateProgressCurrent(1, ProgressHandler::Relative);
     {
         DataSnapshot snapshot(company, kLedgers | kReports | kLayouts);
@@ -91,7 +101,7 @@ Outcome TakeAndUndo(Job& job, const std::string& company, const std::string& roo
         progress.UpdateSubMessage("undoing");
     } // undone here
     progress.UpdateProgressCurrent(1, ProgressHandler::Relative);
-    outcome.unchanged = CompanyDigest(company, progress, "comparing") == before;
+    outcome.comparison = ComparisonText(before, CompanyDigest(company, progress, "comparing"));
     progress.UpdateProgressCurrent(1, ProgressHandler::Relative);
     progress.UpdateSubMessage("");
     return outcome;
@@ -122,5 +132,5 @@ void SnapshotCompany(Console& console, Job& job, const std::string& company, con
                          ? "Undone, but " + outcome.path + " is still there (is the retain switch on?)."
                          : "Undone: the snapshot folder is gone.");
     }
-    console.Line(outcome.unchanged ? "The company is byte for byte what it was." : "THE COMPANY HAS CHANGED.");
+    console.Line(outcome.comparison);
 }

@@ -1,0 +1,73 @@
+#include <CloudStage.h>
+
+#include <UtilsLib/WindowsTypes.h>
+#include <tests/support/ImportPatch.h>
+#include <tests/support/TempFolder.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using TestSupport::ImportPatch;
+
+namespace
+{
+
+constexpr char kName[] = "Corvane.Tarrow.Service.config";
+
+std::string ms_systemFolder;
+
+HRESULT WINAPI SystemFolder(HWND, int, HANDLE, DWORD, char* path)
+{
+    ms_systemFolder.copy(path, MAX_PATH - 1);
+    path[ms_systemFolder.size()] = '\0';
+    return S_OK;
+}
+
+class CloudStageTest : public testing::Test
+{
+protected:
+    CloudStageTest()
+    {
+        ms_systemFolder = m_folder.Path();
+    }
+
+    /// What the stage prints.
+    std::string Run()
+    {
+        testing::internal::CaptureStdout();
+        Console console;
+        ShowCloudServer(console, m_folder / "host.log");
+        return testing::internal::GetCapturedStdout();
+    }
+
+    TestSupport::TempFolder m_folder;
+    const ImportPatch m_host{"SHELL32.dll", "SHGetFolderPathA", &SystemFolder, "host_tests.exe"};
+    const ImportPatch m_library{"SHELL32.dll", "SHGetFolderPathA", &SystemFolder};
+};
+
+} // namespace
+
+TEST_F(CloudStageTest, MachineWithoutAConfigurationUsesTheSampleForTheStageOnly)
+{
+    EXPECT_THAT(Run(), AllOf(HasSubstr("sample configuration   " + m_folder / kName),
+                             HasSubstr("sign-on page           https://staging.corvane.example/mc/signon\n"),
+                             HasSubstr("https://staging.corvane.example/mc/registerExisting\n")));
+    EXPECT_FALSE(m_folder.Exists(kName));
+}
+
+TEST_F(CloudStageTest, MachineWithAConfigurationUsesAndKeepsIt)
+{
+    const std::string real = "<tarrowConfig mode=\"x\"><servers><server name=\"x\" mc=\"https://x.corvane.example/s\" "
+                             "registerexisting=\"https://x.corvane.example/r\"/></servers></tarrowConfig>";
+    m_folder.Write(kName, real);
+
+    EXPECT_THAT(Run(),
+                AllOf(HasSubstr("sign-on page           https://x.corvane.example/s\n"),
+                      HasSubstr("registration page      https://x.corvane.example/r\n"), Not(HasSubstr("sample"))));
+    EXPECT_EQ(m_folder.Read(kName), real);
+}
