@@ -21,6 +21,7 @@ namespace
 {
 
 constexpr char kModule[] = "host_service_tests.exe";
+constexpr char kCompany[] = "M\xFCller"; // in the ANSI code page
 
 class ServiceStageTest : public testing::Test
 {
@@ -28,7 +29,7 @@ protected:
     ServiceStageTest()
     {
         m_logging.Set("hx41svc_logging", 1);
-        m_folder.Write("company\\a.dat", "1");
+        m_folder.Write(kCompany + std::string("\\a.dat"), "1");
     }
 
     /// What the stage prints.
@@ -36,7 +37,7 @@ protected:
     {
         testing::internal::CaptureStdout();
         Console console;
-        RunAsService(console, m_folder / "company\\", m_folder.Path());
+        RunAsService(console, m_folder / kCompany + "\\", m_folder.Path());
         return testing::internal::GetCapturedStdout();
     }
 
@@ -83,13 +84,13 @@ TEST_F(ServiceStageTest, InstallsStartsRestartsAndRemovesTheService)
 {
     const std::string output = Run();
 
-    EXPECT_THAT(output, HasSubstr("host_service.exe " + m_folder / "service.log" + " " + m_folder / "company\n"));
+    EXPECT_THAT(output, HasSubstr("host_service.exe " + m_folder / "service.log" + " " + m_folder / kCompany + "\n"));
     EXPECT_THAT(output, HasSubstr("after the start        running\n"));
     EXPECT_THAT(output, HasSubstr("after a restart        running\n"));
     EXPECT_THAT(output, HasSubstr("Stopped and removed"));
     EXPECT_EQ(Count(output, "The service runs"), 2u);
     EXPECT_EQ(Count(output, "The service is asked to stop"), 2u);
-    EXPECT_EQ(Count(output, "No longer watching " + m_folder / "company"), 2u);
+    EXPECT_EQ(Count(output, "No longer watching " + m_folder / kCompany), 2u);
     EXPECT_FALSE(IsInstalled(kHostServiceName));
 }
 
