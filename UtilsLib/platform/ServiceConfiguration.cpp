@@ -133,8 +133,7 @@ bool ServiceConfiguration::Load(const char* path)
     V_VT(&source) = VT_BSTR;
     V_BSTR(&source) = file.Get();
     VARIANT_BOOL loaded = VARIANT_FALSE;
-    Check(m_document.Get()->load(source, &loaded));
-    return loaded == VARIANT_TRUE;
+    return SUCCEEDED(m_document.Get()->load(source, &loaded)) && loaded == VARIANT_TRUE;
 }
 
 std::string ServiceConfiguration::Mode()

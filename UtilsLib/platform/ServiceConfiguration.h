@@ -43,7 +43,8 @@ public:
     ServiceConfiguration(const ServiceConfiguration&) = delete;
     ServiceConfiguration& operator=(const ServiceConfiguration&) = delete;
 
-    /// False when the file cannot be read or is not well-formed. Once, and before the others.
+    /// False when the file cannot be read or is not well-formed, however the parser says so. Once, and before the
+    /// others.
     bool Load(const char* path);
     std::string Mode();
     /// Calls `visit` with every server in the file's order, up to the first that is wrong. Any exception of it ends

@@ -1,6 +1,8 @@
 #include <UtilsLib/cloud/CloudServerHost.h>
 
+#include <UtilsLib/platform/UniqueBstr.h>
 #include <UtilsLib/platform/UniqueFileHandle.h>
+#include <UtilsLib/platform/UniqueInterface.h>
 
 #include <tests/cloud/ConfigurationFixture.h>
 #include <tests/logging/LoggerFixture.h>
@@ -18,6 +20,7 @@
 using testing::ElementsAre;
 using TestSupport::ImportPatch;
 using UtilsLib::CloudServerHost;
+using UtilsLib::Platform::UniqueInterface;
 
 namespace
 {
@@ -128,6 +131,19 @@ TEST_F(CloudServerHostTest, ValuesAreTakenAsTheyStand)
 
     ExpectAddresses(host, " not a URL ", "x&y/?q=%20%s%n<");
     EXPECT_THAT(Logged(), testing::Contains("(2:1), Using server  not a URL  for requested  a b "));
+}
+
+TEST_F(CloudServerHostTest, PercentSignsOfTheFileStandInTheLogAsTheyAre)
+{
+    WriteConfiguration(Configuration("%s%n%20", Server("%d%s", "%s://%n", "m") + Server("%s%n%20", "u%%%s%n", "%")));
+
+    Host host;
+
+    ExpectAddresses(host, "u%%%s%n", "%");
+    EXPECT_THAT(Logged(), ElementsAre(kGetting, kLoaded, "(2:1), Requested mode is %s%n%20",
+                                      "(2:1), Found server config entry named %d%s for %s://%n",
+                                      "(2:1), Found server config entry named %s%n%20 for u%%%s%n",
+                                      "(2:1), Using server u%%%s%n for requested %s%n%20"));
 }
 
 TEST_F(CloudServerHostTest, EmptyValuesAreValues)
@@ -388,46 +404,69 @@ BSTR WINAPI HaveNoMemory(const wchar_t*)
     return nullptr;
 }
 
-HRESULT WINAPI FailToLoad(void*, VARIANT, VARIANT_BOOL*)
+/// What the stand-in of `load` answers.
+HRESULT g_loadResult = S_OK;
+VARIANT_BOOL g_loaded = VARIANT_FALSE;
+
+HRESULT WINAPI LoadAsTold(void*, VARIANT source, VARIANT_BOOL* loaded)
+{
+    EXPECT_EQ(V_VT(&source), VT_BSTR);
+    *loaded = g_loaded;
+    return g_loadResult;
+}
+
+std::vector<int> g_async; // what the document was set to
+
+HRESULT WINAPI RefuseAsync(void*, VARIANT_BOOL async)
+{
+    g_async.push_back(async);
+    return E_ACCESSDENIED;
+}
+
+HRESULT WINAPI FailToAnswer(void*, void** /*result*/)
 {
     return E_ACCESSDENIED;
 }
 
-HRESULT WINAPI LoadNothing(void*, VARIANT, VARIANT_BOOL* loaded)
+HRESULT WINAPI FailToFind(void*, BSTR, void** /*result*/)
 {
-    *loaded = VARIANT_FALSE;
-    return S_OK;
+    return E_ACCESSDENIED;
 }
 
-/// Any object of the parser's class shares its method table.
-class ScopedDocument
+/// A document, its root element and what belongs to that: any object of their classes shares the method tables.
+struct ScopedDocument
 {
-public:
     ScopedDocument()
     {
         CLSID parser{};
         EXPECT_EQ(CLSIDFromProgID(L"MSXML2.FreeThreadedDOMDocument", &parser), S_OK);
         EXPECT_EQ(CoCreateInstance(parser, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument,
-                                   reinterpret_cast<void**>(&m_document)),
+                                   reinterpret_cast<void**>(document.Put())),
                   S_OK);
-    }
-    ~ScopedDocument()
-    {
-        m_document->Release();
-    }
-    ScopedDocument(const ScopedDocument&) = delete;
-    ScopedDocument& operator=(const ScopedDocument&) = delete;
-    IXMLDOMDocument* Get() const
-    {
-        return m_document;
+        const UtilsLib::Platform::UniqueBstr text(SysAllocString(L"<a b='c'/>"));
+        VARIANT_BOOL loaded = VARIANT_FALSE;
+        EXPECT_EQ(document.Get()->loadXML(text.Get(), &loaded), S_OK);
+        EXPECT_EQ(document.Get()->get_documentElement(element.Put()), S_OK);
+        EXPECT_EQ(element.Get()->get_attributes(attributes.Put()), S_OK);
+        EXPECT_EQ(attributes.Get()->get_item(0, attribute.Put()), S_OK);
     }
 
-private:
-    CloudTests::ScopedApartment m_apartment{COINIT_APARTMENTTHREADED};
-    IXMLDOMDocument* m_document = nullptr;
+    const CloudTests::ScopedApartment apartment{COINIT_APARTMENTTHREADED};
+    UniqueInterface<IXMLDOMDocument> document;
+    UniqueInterface<IXMLDOMElement> element;
+    UniqueInterface<IXMLDOMNamedNodeMap> attributes;
+    UniqueInterface<IXMLDOMNode> attribute;
 };
 
-constexpr std::size_t kLoad = 58; // slot of IXMLDOMDocument::load
+// Slots of the parser's interfaces.
+constexpr std::size_t kGetNamedItem = 7;
+constexpr std::size_t kNodeValue = 8;
+constexpr std::size_t kFirstChild = 13;
+constexpr std::size_t kNextSibling = 16;
+constexpr std::size_t kAttributes = 17;
+constexpr std::size_t kSelectSingleNode = 37;
+constexpr std::size_t kLoad = 58;
+constexpr std::size_t kPutAsync = 63;
 
 std::string SystemText(HRESULT error)
 {
@@ -456,30 +495,78 @@ TEST_F(CloudServerHostTest, AParserThatIsNotThereIsLoggedAsANullPointer)
     EXPECT_THAT(Logged(), ElementsAre(kGetting, kNullPointer, kGetting, kNullPointer));
 }
 
-TEST_F(CloudServerHostTest, ACallThatFailsIsLoggedWithTheSystemsText)
+TEST_F(CloudServerHostTest, ACallThatFailsEndsTheReadingAndIsLoggedWithTheSystemsText)
 {
-    WriteConfiguration(Sample());
-    const ScopedDocument document;
-    const TestSupport::InterfacePatch failing(document.Get(), kLoad, &FailToLoad);
-
-    Host host;
-
-    ExpectDefaults(host);
+    WriteConfiguration(Configuration("a", Server("a", "1", "2") + Server("b", "3", "4")));
+    const ScopedDocument objects;
+    const std::string mode = "(2:1), Requested mode is a";
+    const std::string found = "(2:1), Found server config entry named a for 1";
+    struct
+    {
+        const char* what;
+        void* object;
+        std::size_t slot;
+        void* replacement;
+        std::vector<std::string> before;
+    } const rows[] = {
+        {"root", objects.document.Get(), kSelectSingleNode, reinterpret_cast<void*>(&FailToFind), {kLoaded}},
+        {"attributes", objects.element.Get(), kAttributes, reinterpret_cast<void*>(&FailToAnswer), {kLoaded}},
+        {"attribute", objects.attributes.Get(), kGetNamedItem, reinterpret_cast<void*>(&FailToFind), {kLoaded}},
+        {"value", objects.attribute.Get(), kNodeValue, reinterpret_cast<void*>(&FailToAnswer), {kLoaded}},
+        {"servers", objects.element.Get(), kSelectSingleNode, reinterpret_cast<void*>(&FailToFind), {kLoaded, mode}},
+        {"first", objects.element.Get(), kFirstChild, reinterpret_cast<void*>(&FailToAnswer), {kLoaded, mode}},
+        {"next", objects.element.Get(), kNextSibling, reinterpret_cast<void*>(&FailToAnswer), {kLoaded, mode, found}},
+    };
     ASSERT_NE(SystemText(E_ACCESSDENIED), "");
-    EXPECT_THAT(Logged(),
-                ElementsAre(kGetting, "(2:4), Tarrow service configuration failed with " + SystemText(E_ACCESSDENIED)));
+    std::vector<std::string> expected;
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.what);
+        const TestSupport::InterfacePatch failing(row.object, row.slot, row.replacement);
+        Host host;
+        ExpectDefaults(host);
+        expected.emplace_back(kGetting);
+        expected.insert(expected.end(), row.before.begin(), row.before.end());
+        expected.push_back("(2:4), Tarrow service configuration failed with " + SystemText(E_ACCESSDENIED));
+    }
+    EXPECT_EQ(Logged(), expected);
 }
 
-TEST_F(CloudServerHostTest, ALoadThatSucceedsWithoutADocumentIsQuiet)
+TEST_F(CloudServerHostTest, ALoadWithoutSuccessIsQuietHoweverTheParserSaysSo)
 {
     WriteConfiguration(Sample());
-    const ScopedDocument document;
-    const TestSupport::InterfacePatch empty(document.Get(), kLoad, &LoadNothing);
+    const ScopedDocument objects;
+    const TestSupport::InterfacePatch load(objects.document.Get(), kLoad, &LoadAsTold);
+    struct
+    {
+        HRESULT result;
+        VARIANT_BOOL loaded;
+    } const rows[] = {
+        {S_OK, VARIANT_FALSE}, {S_FALSE, VARIANT_FALSE}, {E_ACCESSDENIED, VARIANT_FALSE}, {E_FAIL, VARIANT_TRUE}};
+    for (const auto& row : rows)
+    {
+        g_loadResult = row.result;
+        g_loaded = row.loaded;
+        Host host;
+        ExpectDefaults(host);
+    }
+
+    EXPECT_THAT(Logged(), ElementsAre(kGetting, kGetting, kGetting, kGetting));
+}
+
+TEST_F(CloudServerHostTest, TheDocumentIsSetToLoadSynchronouslyFirst)
+{
+    WriteConfiguration(Sample());
+    const ScopedDocument objects;
+    const TestSupport::InterfacePatch async(objects.document.Get(), kPutAsync, &RefuseAsync);
+    g_async.clear();
 
     Host host;
 
     ExpectDefaults(host);
-    EXPECT_THAT(Logged(), ElementsAre(kGetting));
+    EXPECT_THAT(g_async, ElementsAre(VARIANT_FALSE));
+    EXPECT_THAT(Logged(),
+                ElementsAre(kGetting, "(2:4), Tarrow service configuration failed with " + SystemText(E_ACCESSDENIED)));
 }
 
 TEST_F(CloudServerHostTest, AComStringWithoutMemoryIsAComError)
