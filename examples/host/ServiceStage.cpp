@@ -25,6 +25,7 @@ namespace
 constexpr const char* kDisplayName = "UtilsLib example host";
 constexpr int kLongestWait = 30;    // s
 constexpr DWORD kLongestEnd = 5000; // ms
+constexpr DWORD kPause = 50;
 
 struct ServiceHandleCloser
 {
@@ -119,6 +120,30 @@ bool RemoveHostService()
     return DeleteService(service.get()) != FALSE;
 }
 
+ServiceHandle CreateHostService(const std::string& commandLine)
+{
+    const ServiceHandle manager = OpenManager(SC_MANAGER_CREATE_SERVICE);
+    return ServiceHandle(manager ? CreateServiceA(manager.get(), kHostServiceName, kDisplayName, SERVICE_QUERY_STATUS,
+                                                  SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                                  commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr)
+                                 : nullptr);
+}
+
+/// A service that was removed is gone only when its process has ended and nobody holds it open.
+bool InstallHostService(const std::string& commandLine)
+{
+    const ULONGLONG end = GetTickCount64() + kLongestEnd;
+    while (!CreateHostService(commandLine))
+    {
+        if (GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE || GetTickCount64() > end)
+        {
+            return false;
+        }
+        Sleep(kPause);
+    }
+    return true;
+}
+
 /// The host's service for the life of the object.
 class Installation
 {
@@ -126,13 +151,7 @@ public:
     explicit Installation(const std::string& commandLine)
     {
         RemoveHostService(); // of a run that was killed
-        const ServiceHandle manager = OpenManager(SC_MANAGER_CREATE_SERVICE);
-        const ServiceHandle service(
-            manager ? CreateServiceA(manager.get(), kHostServiceName, kDisplayName, SERVICE_QUERY_STATUS,
-                                     SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                                     commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr)
-                    : nullptr);
-        m_made = service != nullptr;
+        m_made = InstallHostService(commandLine);
     }
     ~Installation()
     {

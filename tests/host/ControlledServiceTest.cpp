@@ -45,7 +45,8 @@ public:
     }
     bool Reaches(DWORD state)
     {
-        return Eventually([&] { return !Reports().empty() && Reports().back().dwCurrentState == state; });
+        return Eventually([&] { return !Reports().empty() && Reports().back().dwCurrentState == state; },
+                          std::chrono::seconds(20));
     }
     bool ReachesCheckpoint(DWORD checkpoint)
     {

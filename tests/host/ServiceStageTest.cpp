@@ -10,7 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <stdexcept>
+#include <type_traits>
+#include <utility>
 
 using testing::HasSubstr;
 using TestSupport::ImportPatch;
@@ -115,6 +117,23 @@ TEST_F(ServiceStageTest, RemovesTheServiceWhateverFails)
         EXPECT_FALSE(IsInstalled(kHostServiceName)) << failing;
     }
     EXPECT_EQ(calls.Open(), 0u);
+}
+
+TEST_F(ServiceStageTest, RemovesTheServiceWhenAStepThrows)
+{
+    ServiceCalls calls;
+    calls.state = [](int number) -> DWORD {
+        if (number == 1)
+        {
+            throw std::runtime_error("a query");
+        }
+        return SERVICE_STOPPED;
+    };
+
+    EXPECT_THROW(Run(), std::runtime_error);
+
+    testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(IsInstalled(kHostServiceName));
 }
 
 TEST_F(ServiceStageTest, RemovesAServiceThatNeverStartsWithItsProcess)

@@ -126,11 +126,17 @@ InstalledService::InstalledService(const std::string& name, const std::string& c
         throw std::runtime_error(name + " would not be removed after a killed test");
     }
     const UniqueServiceHandle manager = OpenManager(SC_MANAGER_CREATE_SERVICE);
-    m_service.Reset(CreateServiceA(manager.Get(), name.c_str(),
-                                   displayName.empty() ? name.c_str() : displayName.c_str(), SERVICE_ALL_ACCESS,
-                                   SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                                   commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
-    if (!m_service)
+    // A service of that name which was deleted is gone only when its process has ended.
+    const bool decided = Eventually(
+        [&] {
+            m_service.Reset(CreateServiceA(manager.Get(), name.c_str(),
+                                           displayName.empty() ? name.c_str() : displayName.c_str(), SERVICE_ALL_ACCESS,
+                                           SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                           commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+            return m_service || GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE;
+        },
+        std::chrono::seconds(10));
+    if (!decided || !m_service)
     {
         throw std::runtime_error(LastErrorText("CreateServiceA " + name));
     }
