@@ -1,6 +1,7 @@
 #include <UtilsLib/system/WMIComponent.h>
 
 #include <UtilsLib/WindowsTypes.h>
+#include <UtilsLib/platform/UniqueInterface.h>
 
 #include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
@@ -14,6 +15,7 @@
 #include <wbemidl.h>
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,14 +25,17 @@ using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::InterfacePatch;
 using UtilsLib::WMIComponent;
+using UtilsLib::Platform::UniqueInterface;
 
 namespace
 {
 
 constexpr wchar_t kNamespace[] = L"root\\cimv2";
-constexpr std::size_t kConnectServer = 3; // slots
+constexpr std::size_t kRelease = 2; // slots
+constexpr std::size_t kConnectServer = 3;
 constexpr std::size_t kExecQuery = 20;
 constexpr std::size_t kNext = 4;
+constexpr std::size_t kGet = 4;
 
 struct Fields
 {
@@ -70,6 +75,18 @@ std::wstring ComputerName()
     DWORD size = static_cast<DWORD>(name.size());
     EXPECT_TRUE(GetComputerNameW(name.data(), &size));
     return name.data();
+}
+
+UniqueInterface<IWbemClassObject> AnyObject(IWbemServices* services)
+{
+    const CComBSTR language = L"WQL";
+    const CComBSTR query = L"Select Name FROM Win32_Processor";
+    UniqueInterface<IEnumWbemClassObject> objects;
+    UniqueInterface<IWbemClassObject> object;
+    ULONG count = 0;
+    EXPECT_EQ(services->ExecQuery(language, query, 0, nullptr, objects.Put()), S_OK);
+    EXPECT_EQ(objects.Get()->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.Put(), &count), S_OK);
+    return object;
 }
 
 /// What was asked of COM, which does it too.
@@ -143,6 +160,52 @@ HRESULT WINAPI NoteNext(IEnumWbemClassObject*, long timeout, ULONG count, IWbemC
     g_calls.push_back("next " + std::to_string(timeout) + " " + std::to_string(count));
     *returned = 0;
     return WBEM_S_FALSE;
+}
+
+VARIANT g_property{}; // what an object answers for every property
+HRESULT g_propertyResult = S_OK;
+
+HRESULT WINAPI GetAsTold(IWbemClassObject*, const wchar_t* name, long flags, VARIANT* value, CIMTYPE* /*type*/,
+                         long* /*flavor*/)
+{
+    EXPECT_STREQ(name, L"Name");
+    EXPECT_EQ(flags, 0);
+    *value = g_property; // not by VariantCopy, which makes a null string an empty one
+    if (V_VT(value) == VT_BSTR && V_BSTR(value) != nullptr)
+    {
+        V_BSTR(value) = SysAllocStringLen(V_BSTR(value), SysStringLen(V_BSTR(value)));
+    }
+    return g_propertyResult;
+}
+
+template <WORD Type>
+VARIANT Holding(BSTR string)
+{
+    VARIANT value{};
+    V_VT(&value) = Type;
+    V_BSTR(&value) = string; // or any bits
+    return value;
+}
+
+ULONG(WINAPI* g_releaseServices)(IUnknown*) = nullptr;
+ULONG(WINAPI* g_releaseLocator)(IUnknown*) = nullptr;
+
+ULONG WINAPI NoteReleaseOfServices(IUnknown* object)
+{
+    g_calls.emplace_back("release services");
+    return g_releaseServices(object);
+}
+
+ULONG WINAPI NoteReleaseOfLocator(IUnknown* object)
+{
+    g_calls.emplace_back("release locator");
+    return g_releaseLocator(object);
+}
+
+HRESULT WINAPI NoteMaking(const CLSID&, IUnknown*, DWORD, const IID&, void**)
+{
+    g_calls.emplace_back("locator");
+    return REGDB_E_CLASSNOTREG;
 }
 
 int g_allocation = 0; // the one that fails, counted down
@@ -234,6 +297,42 @@ TEST_F(WMIComponentTest, APropertyThatIsMissingOrHoldsANumberGivesANullText)
     EXPECT_EQ(Query(component, L"NoSuchProperty", L"Win32_Processor"), L"(null)");
 }
 
+TEST_F(WMIComponentTest, OnlyTheStringOfAStringVariantIsFollowedWhateverThePropertyHolds)
+{
+    WMIComponent component;
+    ASSERT_TRUE(component.InitializeWMI(kNamespace));
+    const BSTR nowhere = reinterpret_cast<BSTR>(std::uintptr_t{2}); // a number's bits
+    const CComBSTR empty = L"";
+    CComBSTR zeroed;
+    zeroed.Attach(SysAllocStringLen(L"a\0b", 3));
+    struct
+    {
+        VARIANT property;
+        HRESULT result;
+        std::wstring expected;
+    } const rows[] = {
+        {Holding<VT_BSTR>(zeroed), S_OK, std::wstring(L"a\0b", 3)},
+        {Holding<VT_BSTR>(empty), S_OK, L""},
+        {Holding<VT_BSTR>(nullptr), S_OK, L"(null)"},
+        {Holding<VT_NULL>(nullptr), S_OK, L"(null)"},
+        {Holding<VT_NULL>(nowhere), S_OK, L"(null)"},
+        {Holding<VT_EMPTY>(nowhere), static_cast<HRESULT>(WBEM_E_NOT_FOUND), L"(null)"},
+        {Holding<VT_I4>(nowhere), S_OK, L"(null)"},
+        {Holding<VT_BOOL>(nowhere), S_OK, L"(null)"},
+        {Holding<VT_R8>(nowhere), S_OK, L"(null)"},
+        {Holding<VT_UNKNOWN>(nullptr), S_OK, L"(null)"},
+        {Holding<VT_ARRAY | VT_BSTR>(nullptr), S_OK, L"(null)"},
+    };
+    const auto object = AnyObject(FieldsIn(component).services);
+    const InterfacePatch get(object.Get(), kGet, &GetAsTold);
+    for (const auto& row : rows)
+    {
+        g_property = row.property;
+        g_propertyResult = row.result;
+        EXPECT_EQ(Query(component, L"Name", L"Win32_Processor"), row.expected) << V_VT(&row.property);
+    }
+}
+
 TEST_F(WMIComponentTest, TheQueryAndItsFlagsAreThoseOfAForwardReadOfOneObject)
 {
     WMIComponent component;
@@ -302,6 +401,34 @@ TEST_F(WMIComponentTest, COMsSecurityIsSetByTheFirstComponentOfTheProcessOnlyWha
     EXPECT_TRUE(second.InitializeWMI(kNamespace));
 
     EXPECT_EQ(g_calls.size(), 1u);
+}
+
+TEST_F(WMIComponentTest, COMsSecurityIsSetBeforeAnObjectIsMade)
+{
+    const WMIComponent component;
+    const ImportPatch security("ole32.dll", "CoInitializeSecurity", &NoteSecurity);
+    const ImportPatch making("ole32.dll", "CoCreateInstance", &NoteMaking);
+
+    EXPECT_FALSE(component.InitializeWMI(kNamespace));
+
+    EXPECT_THAT(g_calls, ElementsAre("security -1 0 3 0", "locator"));
+}
+
+TEST_F(WMIComponentTest, ItsEndReleasesTheServicesThenTheLocatorThenUndoesCOM)
+{
+    auto component = std::make_unique<WMIComponent>();
+    const WMIComponent keepsComLoaded;
+    ASSERT_TRUE(component->InitializeWMI(kNamespace));
+    const InterfacePatch services(FieldsIn(*component).services, kRelease, &NoteReleaseOfServices);
+    const InterfacePatch locator(FieldsIn(*component).locator, kRelease, &NoteReleaseOfLocator);
+    const ImportPatch uninitialize("ole32.dll", "CoUninitialize", &NoteUninitialize);
+    g_releaseServices = services.Original<ULONG WINAPI(IUnknown*)>();
+    g_releaseLocator = locator.Original<ULONG WINAPI(IUnknown*)>();
+    g_uninitialize = uninitialize.Original<void WINAPI()>();
+
+    component.reset();
+
+    EXPECT_THAT(g_calls, ElementsAre("release services", "release locator", "uninitialize"));
 }
 
 TEST_F(WMIComponentTest, ASecondConnectionReleasesTheFirst)
