@@ -1,6 +1,7 @@
 #include <UtilsLib/logging/MiniDump.h>
 
 #include <UtilsLib/platform/DebugHelpTurn.h>
+#include <UtilsLib/platform/LoaderLock.h>
 #include <UtilsLib/platform/StructuredGuard.h>
 #include <UtilsLib/platform/UniqueFileHandle.h>
 #include <UtilsLib/platform/UniqueHandle.h>
@@ -21,6 +22,7 @@ constexpr int kDumpType = MiniDumpWithDataSegs | MiniDumpWithHandleData;
 static_assert(kDumpType == 5);
 
 constexpr DWORD kTurnLimit = 30'000;       // ms of waiting for a trace or a dump of another thread
+constexpr DWORD kLoaderLimit = 10'000;     // ms of waiting for a DllMain of another thread
 constexpr DWORD kOtherStackLimit = 30'000; // ms for a dump that another thread writes
 constexpr DWORD kTimeToEnd = 2'000;        // ms for a thread that has written its dump to end the process
 
@@ -149,6 +151,11 @@ bool IsStackFull(const EXCEPTION_POINTERS& exception)
 
 void WriteOnFittingStack(void* argument) noexcept
 {
+    // A DllMain often waits for a thread's end: for that of this thread, it would wait for ever.
+    if (!Platform::WaitForLoader(kLoaderLimit))
+    {
+        return;
+    }
     auto& request = *static_cast<WriteRequest*>(argument);
     if (IsStackFull(*request.exception))
     {

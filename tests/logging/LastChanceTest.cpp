@@ -7,6 +7,7 @@
 #include <tests/logging/DumpFolder.h>
 #include <tests/support/ChildProcess.h>
 #include <tests/support/Gate.h>
+#include <tests/support/HeldLoader.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/TempFolder.h>
 
@@ -161,6 +162,14 @@ DebuggedResult RunDebugged(const std::string& arguments)
 
 UINT g_exitCode = 0;
 HANDLE g_ended = nullptr;
+
+unsigned long long g_ticks = 0;
+
+/// Five seconds each time somebody looks.
+ULONGLONG WINAPI HurryingClock()
+{
+    return g_ticks += 5'000;
+}
 
 /// A wait that is over at once, whatever its limit.
 DWORD WINAPI ImpatientWait(HANDLE object, DWORD limit)
@@ -452,6 +461,24 @@ TEST_F(LastChanceTest, ThreadThatHoldsDebugHelpForEverDelaysACrashByHalfAMinute)
     EXPECT_EQ(g_exitCode, 0xE0002222);
     EXPECT_THAT(g_waits, testing::ElementsAre(30'000)); // once
     EXPECT_THAT(g_pauses, testing::IsEmpty());          // nobody is about to end the process
+}
+
+TEST_F(LastChanceTest, ThreadThatStaysInADllMainDelaysACrashByTenSeconds)
+{
+    const ImportPatch clock(kKernel, "GetTickCount64", &HurryingClock);
+    const ImportPatch pause(kKernel, "Sleep", &RecordedSleep);
+    const ImportPatch end(kKernel, "TerminateProcess", &NoEnd);
+    EXCEPTION_RECORD record = {};
+    record.ExceptionCode = 0xE0002224;
+    EXCEPTION_POINTERS pointers = {&record, nullptr};
+    {
+        const TestSupport::HeldLoader other;
+        LastChanceMiniDumpProcess(&pointers);
+    }
+
+    EXPECT_EQ(g_exitCode, 0xE0002224);
+    EXPECT_THAT(g_pauses, testing::ElementsAre(10));
+    EXPECT_TRUE(NoDumpFile());
 }
 
 TEST_F(LastChanceTest, ThreadThatHasWaitedGivesTheOtherTwoSecondsToEndTheProcess)
