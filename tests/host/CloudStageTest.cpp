@@ -1,7 +1,6 @@
 #include <CloudStage.h>
 
-#include <UtilsLib/WindowsTypes.h>
-#include <tests/support/ImportPatch.h>
+#include <tests/host/ScopedSystemFolder.h>
 #include <tests/support/TempFolder.h>
 
 #include <gmock/gmock.h>
@@ -12,30 +11,15 @@
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-using TestSupport::ImportPatch;
 
 namespace
 {
 
 constexpr char kName[] = "Corvane.Tarrow.Service.config";
 
-std::string ms_systemFolder;
-
-HRESULT WINAPI SystemFolder(HWND, int, HANDLE, DWORD, char* path)
-{
-    ms_systemFolder.copy(path, MAX_PATH - 1);
-    path[ms_systemFolder.size()] = '\0';
-    return S_OK;
-}
-
 class CloudStageTest : public testing::Test
 {
 protected:
-    CloudStageTest()
-    {
-        ms_systemFolder = m_folder.Path();
-    }
-
     /// What the stage prints.
     std::string Run()
     {
@@ -46,8 +30,7 @@ protected:
     }
 
     TestSupport::TempFolder m_folder;
-    const ImportPatch m_host{"SHELL32.dll", "SHGetFolderPathA", &SystemFolder, "host_tests.exe"};
-    const ImportPatch m_library{"SHELL32.dll", "SHGetFolderPathA", &SystemFolder};
+    const ScopedSystemFolder m_systemFolder{m_folder.Path()};
 };
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/platform/UniqueFileHandle.h>
+#include <tests/host/ScopedSystemFolder.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/TempFolder.h>
 
@@ -18,15 +19,6 @@ namespace
 
 constexpr char kModule[] = "host_tests.exe";
 constexpr char kName[] = "Corvane.Tarrow.Service.config";
-
-std::string ms_systemFolder;
-
-HRESULT WINAPI SystemFolder(HWND, int, HANDLE, DWORD, char* path)
-{
-    ms_systemFolder.copy(path, MAX_PATH - 1);
-    path[ms_systemFolder.size()] = '\0';
-    return S_OK;
-}
 
 decltype(&::WriteFile) ms_write = nullptr;
 
@@ -167,8 +159,7 @@ TEST_F(SampleConfigurationTest, RemoveTellsWhenTheSampleIsStillThere)
 
 TEST_F(SampleConfigurationTest, BreakFromTheKeyboardRemovesTheSampleAndEndsTheProgram)
 {
-    ms_systemFolder = m_folder.Path();
-    const ImportPatch folder("SHELL32.dll", "SHGetFolderPathA", &SystemFolder, kModule);
+    const ScopedSystemFolder folder(m_folder.Path());
     const ImportPatch handler("KERNEL32.dll", "SetConsoleCtrlHandler", &RecordedBreakHandler, kModule);
     {
         const ScopedSampleConfiguration sample(ServiceConfigurationPath());
@@ -182,8 +173,7 @@ TEST_F(SampleConfigurationTest, BreakFromTheKeyboardRemovesTheSampleAndEndsThePr
 
 TEST_F(SampleConfigurationTest, PathIsInTheSystemsFolder)
 {
-    ms_systemFolder = "C:\\windows\\SysWOW64";
-    const ImportPatch folder("SHELL32.dll", "SHGetFolderPathA", &SystemFolder, kModule);
+    const ScopedSystemFolder folder("C:\\windows\\SysWOW64");
 
     EXPECT_EQ(ServiceConfigurationPath(), "C:\\windows\\SysWOW64\\Corvane.Tarrow.Service.config");
 }

@@ -340,6 +340,26 @@ TEST(SingleFutureTaskTest, WorkMayDestroyItsTask)
     EXPECT_TRUE(Eventually([threads] { return TestSupport::RunningThreads() == threads; }));
 }
 
+TEST(SingleFutureTaskTest, WorkMayAssignOverItsTask)
+{
+    const unsigned long threads = TestSupport::RunningThreads();
+    SingleFutureTask task;
+    Gate told;
+    Gate assigned;
+
+    task.Run([&] {
+        EXPECT_TRUE(told.Wait());
+        task = SingleFutureTask();
+        assigned.Open();
+    });
+    told.Open();
+
+    EXPECT_TRUE(assigned.Wait());
+    EXPECT_FALSE(FutureOf(task)->valid());
+    RunToTheEnd(task);
+    EXPECT_TRUE(Eventually([threads] { return TestSupport::RunningThreads() == threads; }));
+}
+
 TEST(SingleFutureTaskTest, NoThreadAndNoHandleIsLeft)
 {
     const auto rounds = [](int count) {

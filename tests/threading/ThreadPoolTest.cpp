@@ -1,6 +1,7 @@
 #include <UtilsLib/threading/ThreadPool.h>
 
 #include <UtilsLib/threading/LambdaThreadPoolTask.h>
+#include <tests/support/AllocationFault.h>
 #include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
@@ -551,6 +552,20 @@ TEST(ThreadPoolTest, PoolLeavesTheSemaphoreOfItsQueueOpenAndNothingElse)
 
     EXPECT_TRUE(Eventually([handles] { return TestSupport::OpenHandles() == handles + 1; }));
     EXPECT_TRUE(CloseHandle(semaphore));
+}
+
+TEST(ThreadPoolTest, PoolFreesItsMemory)
+{
+    const std::string name(100, 'p');
+    const ThreadPool first(0, name); // what a thread's first use costs stays
+    const TestSupport::AllocationFault allocations;
+    {
+        ThreadPool pool(0, name);
+        pool.Shutdown();
+        EXPECT_GT(allocations.Live(), 0);
+    }
+
+    EXPECT_EQ(allocations.Live(), 0);
 }
 
 TEST(ThreadPoolTest, WithoutASemaphoreTheWorkersEndAndTasksAreKept)
