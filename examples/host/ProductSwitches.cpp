@@ -1,18 +1,13 @@
 #include <ProductSwitches.h>
 
-#include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/registry/RegUtils.h>
 
 using UtilsLib::RegUtils;
 
 ProductSwitches::ProductSwitches()
 {
-    HKEY key = nullptr;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, "Software\\Corvane\\Halden", 0, nullptr, 0, KEY_WRITE, nullptr, &key,
-                        nullptr) == ERROR_SUCCESS)
-    {
-        RegCloseKey(key);
-    }
+    RegCreateKeyExA(HKEY_LOCAL_MACHINE, "Software\\Corvane\\Halden", 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr,
+                    &m_key, nullptr);
 }
 
 ProductSwitches::~ProductSwitches()
@@ -21,19 +16,39 @@ ProductSwitches::~ProductSwitches()
     {
         if (value)
         {
-            RegUtils::WriteHaldenRegDword(name, *value);
+            RegSetValueExA(m_key, name.c_str(), 0, value->type, value->data.data(),
+                           static_cast<DWORD>(value->data.size()));
         }
         else
         {
             RegUtils::DeleteHaldenRegDword(name);
         }
     }
+    if (m_key != nullptr)
+    {
+        RegCloseKey(m_key);
+    }
 }
 
 bool ProductSwitches::Set(const std::string& name, unsigned long value)
 {
-    unsigned long before = 0;
-    const bool present = RegUtils::ReadHaldenRegDword(name, before);
-    m_before.try_emplace(name, present ? std::optional<unsigned long>(before) : std::nullopt);
+    if (m_key == nullptr)
+    {
+        return false;
+    }
+    m_before.try_emplace(name, Read(name));
     return RegUtils::WriteHaldenRegDword(name, value);
+}
+
+std::optional<ProductSwitches::Value> ProductSwitches::Read(const std::string& name) const
+{
+    Value value;
+    DWORD size = 0;
+    if (RegQueryValueExA(m_key, name.c_str(), nullptr, &value.type, nullptr, &size) != ERROR_SUCCESS)
+    {
+        return std::nullopt;
+    }
+    value.data.resize(size);
+    RegQueryValueExA(m_key, name.c_str(), nullptr, &value.type, value.data.data(), &size);
+    return value;
 }
