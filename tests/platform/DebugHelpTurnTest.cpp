@@ -115,8 +115,10 @@ TEST(DebugHelpTurnTest, TurnOfAThreadThatEndedWithoutGivingItBackIsFree)
     alignas(DebugHelpTurn) static char abandoned[sizeof(DebugHelpTurn)];
     std::thread([] { new (abandoned) DebugHelpTurn(0); }).join();
 
-    const DebugHelpTurn turn(kLong);
-
-    EXPECT_FALSE(turn.Waited());
-    EXPECT_FALSE(IsFree());
+    {
+        const DebugHelpTurn turn(kLong);
+        EXPECT_FALSE(turn.Waited());
+        EXPECT_FALSE(IsFree());
+    }
+    EXPECT_TRUE(IsFree());
 }
