@@ -61,7 +61,7 @@ std::string CountText(unsigned long long count)
     std::string digits = std::to_string(count);
     for (int place = static_cast<int>(digits.size()) - 3; place > 0; place -= 3)
     {
-        digits.insert(static_cast<std::size_t>(place), ",");
+        digits.insert(static_cast<std::size_t>(place), 1, ',');
     }
     return digits;
 }
