@@ -18,8 +18,8 @@ namespace UtilsLib
 class UTILSLIB_API Directory
 {
 public:
-    /// The folder `relativeName` in `sourceRoot` is to become the one of the same name in `destinationRoot`. `keep` false undoes the
-    /// copy on destruction. Roots stand without a separator at their end. Touches no file.
+    /// The folder `relativeName` in `sourceRoot` is to become the one of the same name in `destinationRoot`. `keep`
+    /// false undoes the copy on destruction. Roots stand without a separator at their end. Touches no file.
     Directory(const std::string& sourceRoot, const std::string& relativeName, const std::string& destinationRoot,
               const bool& keep);
     /// Member-wise; see the class.
