@@ -13,8 +13,14 @@
 namespace
 {
 
-constexpr unsigned long long kLimit = 60'000; // ms for one test
 constexpr UINT kHung = 99;
+
+/// How long one test may take, in ms: a minute, or what the environment says in seconds.
+unsigned long long Limit()
+{
+    const char* const seconds = std::getenv("UTILSLIB_TEST_LIMIT");
+    return (seconds != nullptr ? std::strtoul(seconds, nullptr, 10) : 60UL) * 1000ULL;
+}
 
 std::atomic<unsigned long long> g_started = 0; // when the running test began, in ms; 0 between tests
 
@@ -54,11 +60,12 @@ public:
 private:
     void Watch()
     {
+        const unsigned long long limit = Limit();
         m_watching = true;
         while (WaitForSingleObject(m_over.Get(), 500) == WAIT_TIMEOUT)
         {
             const unsigned long long started = g_started;
-            if (started != 0 && GetTickCount64() > started + kLimit)
+            if (started != 0 && GetTickCount64() > started + limit)
             {
                 const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
                 std::printf("HUNG: %s.%s\n", test ? test->test_suite_name() : "?", test ? test->name() : "?");
