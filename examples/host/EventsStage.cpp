@@ -35,6 +35,25 @@ constexpr const char* kSampleEvents = R"({
 }
 )";
 
+/// What is wrong with the file; empty when `root` is its object.
+std::string ReadObject(const std::string& path, Json::Value& root)
+{
+    std::string problem;
+    std::ifstream file(path);
+    try
+    {
+        if (!Json::parseFromStream(Json::CharReaderBuilder(), file, &root, &problem))
+        {
+            return problem;
+        }
+    }
+    catch (const Json::Exception& error) // such as lists in lists, a thousand deep
+    {
+        return error.what();
+    }
+    return root.isObject() ? "" : "it is no object";
+}
+
 /// A member's text; empty when it is missing or no text.
 std::string Text(const Json::Value& value, const char* name)
 {
@@ -80,11 +99,10 @@ void ShowEvents(Console& console, const std::string& outFolder)
     console.Value("events file", path);
 
     Json::Value root;
-    std::string problem;
-    std::ifstream file(path);
-    if (!Json::parseFromStream(Json::CharReaderBuilder(), file, &root, &problem) || !root.isObject())
+    const std::string problem = ReadObject(path, root);
+    if (!problem.empty())
     {
-        console.Line("It cannot be read: " + (problem.empty() ? "it is no object" : problem));
+        console.Line("It cannot be read: " + problem);
         return;
     }
     std::vector<Event> events;

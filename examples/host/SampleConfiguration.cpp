@@ -76,6 +76,13 @@ BOOL WINAPI RemoveAtBreak(DWORD)
     return FALSE; // and the system ends the process
 }
 
+/// Whether the sample is at `path`, from this run or from one that was killed.
+bool InstallSample(const std::string& path)
+{
+    SetConsoleCtrlHandler(&RemoveAtBreak, TRUE); // first: a break may come at once
+    return WriteSample(path) || ContentAt(path) == Content::Sample;
+}
+
 } // namespace
 
 std::string ServiceConfigurationPath()
@@ -88,10 +95,9 @@ std::string ServiceConfigurationPath()
     return std::string(folder) + "\\Corvane.Tarrow.Service.config";
 }
 
-ScopedSampleConfiguration::ScopedSampleConfiguration(const std::string& path) : m_path(path)
+ScopedSampleConfiguration::ScopedSampleConfiguration(const std::string& path)
+    : m_path(path), m_installed(InstallSample(path))
 {
-    SetConsoleCtrlHandler(&RemoveAtBreak, TRUE);
-    m_installed = WriteSample(path) || ContentAt(path) == Content::Sample;
 }
 
 ScopedSampleConfiguration::~ScopedSampleConfiguration()

@@ -24,5 +24,5 @@ public:
 
 private:
     std::string m_path;
-    bool m_installed = false;
+    bool m_installed;
 };
