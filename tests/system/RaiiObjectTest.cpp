@@ -1,5 +1,7 @@
 #include <UtilsLib/system/RaiiObject.h>
 
+#include <tests/support/FieldsOf.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -115,4 +117,20 @@ TEST_F(RaiiObjectTest, ACopyRunsTheSecondActionOnceMore)
         EXPECT_THAT(m_calls, ElementsAre("enter"));
     }
     EXPECT_THAT(m_calls, ElementsAre("enter", "exit", "exit"));
+}
+
+TEST_F(RaiiObjectTest, ItIsItsTwoActionsTheFirstBeforeTheSecond)
+{
+    struct Fields
+    {
+        std::function<void()> onEnter;
+        std::function<void()> onExit;
+    };
+    static_assert(sizeof(RaiiObject) == sizeof(Fields));
+    const RaiiObject object(Note("enter"), Note("exit"));
+
+    TestSupport::FieldsOf<Fields>(object).onExit();
+    TestSupport::FieldsOf<Fields>(object).onEnter();
+
+    EXPECT_THAT(m_calls, ElementsAre("enter", "exit", "enter"));
 }
