@@ -19,6 +19,7 @@ class UTILSLIB_API ScopedServiceControl
 public:
     /// Opens the service by its key name, not its display name, with the rights to start, stop and query it.
     explicit ScopedServiceControl(const std::string& serviceName);
+    /// Shares the handles of `other`; see the class.
     ScopedServiceControl(const ScopedServiceControl& other);
     /// Copies the other's handles. Those that this one held are not closed: meant so.
     ScopedServiceControl& operator=(const ScopedServiceControl& other);

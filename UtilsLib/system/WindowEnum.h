@@ -15,7 +15,9 @@ class UTILSLIB_API WindowEnum
 public:
     WindowEnum();
     ~WindowEnum();
+    /// Nothing to copy.
     WindowEnum(const WindowEnum&) = default;
+    /// Nothing to copy.
     WindowEnum& operator=(const WindowEnum&) = default;
 
     /// The visible top-level window of this process that is highest in the z-order of the calling thread's desktop; a
@@ -27,7 +29,7 @@ protected:
     /// returns 0, which ends the enumeration; for all others returns 1. `parameter` is not used.
     static BOOL CALLBACK EnumWindowsProc(HWND window, LPARAM parameter);
 
-    static HWND m_hWndTop; // what the last search has found; null if nothing
+    static HWND m_hWndTop; ///< what the last search has found; null if nothing
 };
 
 } // namespace UtilsLib

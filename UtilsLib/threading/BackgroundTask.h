@@ -15,7 +15,9 @@ class UTILSLIB_API BackgroundTask
 {
 public:
     BackgroundTask();
+    /// Copies all three fields.
     BackgroundTask(const BackgroundTask& other);
+    /// Copies all three fields.
     BackgroundTask& operator=(const BackgroundTask& other);
     ~BackgroundTask();
 

@@ -15,10 +15,13 @@ class UTILSLIB_API LambdaThreadPoolTask : public TaskBase
 public:
     /// `work` may be empty.
     explicit LambdaThreadPoolTask(std::function<void()> work);
+    /// Copies the work and the pool.
     LambdaThreadPoolTask(const LambdaThreadPoolTask& other);
     /// Takes the work of `other`, which is left with none.
     LambdaThreadPoolTask(LambdaThreadPoolTask&& other) noexcept;
+    /// Copies the work and the pool.
     LambdaThreadPoolTask& operator=(const LambdaThreadPoolTask& other);
+    /// Takes the work of `other`, which is left with none.
     LambdaThreadPoolTask& operator=(LambdaThreadPoolTask&& other) noexcept;
     ~LambdaThreadPoolTask() override;
 

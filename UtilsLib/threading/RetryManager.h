@@ -26,6 +26,7 @@ public:
     /// False from the moment on at which the time limit is reached, whatever the count; and when there have been as
     /// many attempts as the try limit. A limit of 0 is none.
     bool CanRetry() const;
+    /// How often `IncrementTryCount` was called.
     int GetRetryCount() const;
     /// After 2,147,483,647 the count goes on at -2,147,483,648, which the try limit sees as 2,147,483,648.
     void IncrementTryCount();

@@ -17,7 +17,9 @@ class UTILSLIB_API SingleFutureTask
 {
 public:
     SingleFutureTask();
+    /// Shares the job of `other`.
     SingleFutureTask(const SingleFutureTask& other);
+    /// Shares the job of `other`; lets its own go as the destructor does.
     SingleFutureTask& operator=(const SingleFutureTask& other);
     /// The last one to share a job that still runs waits for its end; not so in the job itself, nor in a static of a
     /// library at process exit, when the system has ended the job's thread.

@@ -15,6 +15,7 @@ public:
     TaskBase();
     /// A copy refers to the same pool, without being submitted to it.
     TaskBase(const TaskBase& other);
+    /// Refers to the pool of `other` from now on.
     TaskBase& operator=(const TaskBase& other);
     virtual ~TaskBase();
 
