@@ -354,6 +354,8 @@ TEST_F(TaskQueueTest, AssignmentSharesTheTasksAndTheSemaphoreAndFreesTheStorageO
     TaskQueue first;
     first.Push(Task(0));
     first.Push(Task(1));
+    const TestSupport::AllocationFault allocations;
+    int live = 0;
     {
         TaskQueue second;
         second = first;
@@ -361,11 +363,12 @@ TEST_F(TaskQueueTest, AssignmentSharesTheTasksAndTheSemaphoreAndFreesTheStorageO
         EXPECT_EQ(FieldsOf(second).semaphore, FieldsOf(first).semaphore);
         EXPECT_EQ(FieldsOf(second).tasks, FieldsOf(first).tasks);
         EXPECT_EQ(PopNow(second), Task(0));
+        live = allocations.Live();
     }
 
+    EXPECT_EQ(allocations.Live(), live); // the first queue still uses it
     EXPECT_EQ(PopNow(first), Task(1));
     EXPECT_TRUE(IsEmpty(first));
-    EXPECT_TRUE(HeapValidate(GetProcessHeap(), 0, nullptr));
 }
 
 TEST_F(TaskQueueTest, StorageThatAnAssignmentReplacesIsFreedAndThatOfItselfKept)

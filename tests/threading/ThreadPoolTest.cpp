@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -709,17 +710,22 @@ TEST(ThreadPoolTest, TasksMayShutTheirPoolDownWhileAnotherThreadDoes)
     }
 }
 
-TEST(ThreadPoolTest, TaskMayDestroyItsPool)
+TEST(ThreadPoolTest, TaskMayDestroyItsPoolAndNoWorkerTouchesItAfterwards)
 {
-    auto pool = std::make_unique<ThreadPool>(3, "pool");
-    ThreadPool& alive = *pool;
+    // In a page of its own, which nobody may touch when the pool is gone.
+    void* const place = VirtualAlloc(nullptr, sizeof(ThreadPool), MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    ASSERT_NE(place, nullptr);
     const unsigned long threads = TestSupport::RunningThreads();
+    auto* const pool = new (place) ThreadPool(3, "pool");
     Gate destroyed;
-    Submit(alive, [&] {
-        pool.reset();
+    Submit(*pool, [&destroyed, pool, place] {
+        pool->~ThreadPool();
+        DWORD before = 0;
+        EXPECT_TRUE(VirtualProtect(place, sizeof(ThreadPool), PAGE_NOACCESS, &before));
         destroyed.Open();
     });
 
     EXPECT_TRUE(destroyed.Wait());
-    EXPECT_TRUE(Eventually([threads] { return TestSupport::RunningThreads() == threads - 3; }));
+    EXPECT_TRUE(Eventually([threads] { return TestSupport::RunningThreads() == threads; }));
+    VirtualFree(place, 0, MEM_RELEASE);
 }
