@@ -82,5 +82,6 @@ void AddProgressJobs();
 void AddSettingsJobs();
 void AddStringsJobs();
 void AddTextChecksJobs();
+void AddThreadPoolJobs();
 
 } // namespace Bench

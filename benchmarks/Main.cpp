@@ -39,6 +39,7 @@ int main(int argc, char** argv)
     Bench::AddLoggerJobs();
     Bench::AddSettingsJobs();
     Bench::AddProgressJobs();
+    Bench::AddThreadPoolJobs();
     Bench::AddStringsJobs();
     Bench::AddTextChecksJobs();
     Bench::AddCompressionJobs();

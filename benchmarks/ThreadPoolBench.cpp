@@ -2,6 +2,7 @@
 
 #include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/platform/UniqueHandle.h>
+#include <UtilsLib/threading/TaskQueue.h>
 #include <UtilsLib/threading/ThreadPool.h>
 
 #include <atomic>
@@ -9,9 +10,9 @@
 #include <climits>
 #include <deque>
 #include <memory>
-#include <vector>
 
 using UtilsLib::TaskBase;
+using UtilsLib::TaskQueue;
 using UtilsLib::ThreadPool;
 using UtilsLib::Platform::UniqueHandle;
 
@@ -94,24 +95,21 @@ private:
 
 /// The least that hands a task over by a kernel semaphore: a deque under a critical section, one release and one wait
 /// for each task.
-class PlainPool
+class PlainQueue
 {
 public:
-    PlainPool() : m_semaphore(CreateSemaphoreA(nullptr, 0, LONG_MAX, nullptr))
+    PlainQueue() : m_semaphore(CreateSemaphoreA(nullptr, 0, LONG_MAX, nullptr))
     {
         InitializeCriticalSection(&m_section);
-        m_worker.Reset(CreateThread(nullptr, 0, &Work, this, 0, nullptr));
     }
-    ~PlainPool()
+    ~PlainQueue()
     {
-        Submit(nullptr);
-        WaitForSingleObject(m_worker.Get(), INFINITE);
         DeleteCriticalSection(&m_section);
     }
-    PlainPool(const PlainPool&) = delete;
-    PlainPool& operator=(const PlainPool&) = delete;
+    PlainQueue(const PlainQueue&) = delete;
+    PlainQueue& operator=(const PlainQueue&) = delete;
 
-    __attribute__((noinline)) void Submit(TaskBase* task)
+    __attribute__((noinline)) void Push(TaskBase* task)
     {
         EnterCriticalSection(&m_section);
         m_tasks.push_front(task);
@@ -119,18 +117,7 @@ public:
         ReleaseSemaphore(m_semaphore.Get(), 1, nullptr);
     }
 
-private:
-    static DWORD WINAPI Work(void* argument)
-    {
-        auto* const self = static_cast<PlainPool*>(argument);
-        while (TaskBase* const task = self->Take())
-        {
-            task->Run();
-            delete task;
-        }
-        return 0;
-    }
-    TaskBase* Take()
+    __attribute__((noinline)) TaskBase* Pop()
     {
         WaitForSingleObject(m_semaphore.Get(), INFINITE);
         EnterCriticalSection(&m_section);
@@ -140,9 +127,43 @@ private:
         return task;
     }
 
+private:
     CRITICAL_SECTION m_section;
     std::deque<TaskBase*> m_tasks;
     UniqueHandle m_semaphore;
+};
+
+class PlainPool
+{
+public:
+    PlainPool() : m_worker(CreateThread(nullptr, 0, &Work, &m_queue, 0, nullptr))
+    {
+    }
+    ~PlainPool()
+    {
+        Submit(nullptr);
+        WaitForSingleObject(m_worker.Get(), INFINITE);
+    }
+    PlainPool(const PlainPool&) = delete;
+    PlainPool& operator=(const PlainPool&) = delete;
+
+    void Submit(TaskBase* task)
+    {
+        m_queue.Push(task);
+    }
+
+private:
+    static DWORD WINAPI Work(void* queue)
+    {
+        while (TaskBase* const task = static_cast<PlainQueue*>(queue)->Pop())
+        {
+            task->Run();
+            delete task;
+        }
+        return 0;
+    }
+
+    PlainQueue m_queue;
     UniqueHandle m_worker;
 };
 
@@ -230,10 +251,41 @@ void MeasureLatency(benchmark::State& state)
     }
 }
 
+void MeasureOurQueue(benchmark::State& state)
+{
+    TaskQueue queue;
+    Countdown countdown(UINT_MAX);
+    EmptyTask task(countdown);
+    for (auto _ : state)
+    {
+        TaskBase* popped = nullptr;
+        queue.Push(&task);
+        queue.Pop(&popped, INFINITE);
+        benchmark::DoNotOptimize(popped);
+    }
+}
+
+void MeasurePlainQueue(benchmark::State& state)
+{
+    PlainQueue queue;
+    Countdown countdown(UINT_MAX);
+    EmptyTask task(countdown);
+    for (auto _ : state)
+    {
+        queue.Push(&task);
+        benchmark::DoNotOptimize(queue.Pop());
+    }
+}
+
 } // namespace
 
 void AddThreadPoolJobs()
 {
+    // The same work without the scheduler's part in it, which hides all else on a busy machine.
+    Job::Add("pool: push and pop of its queue, one thread", {.mostOfFloor = 1.1})
+        .Ours(&MeasureOurQueue)
+        .Floor("kernel semaphore, deque under a critical section", &MeasurePlainQueue);
+
     Job::Add("pool: submit, run and delete an empty task", {.mostOfFloor = 1.1})
         .OwnClock()
         .Operations(20)
