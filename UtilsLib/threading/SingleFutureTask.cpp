@@ -1,5 +1,6 @@
 #include <UtilsLib/threading/SingleFutureTask.h>
 
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -50,7 +51,7 @@ SingleFutureTask::~SingleFutureTask()
     if (ms_ownRun == m_future.get() && m_future.use_count() == 1)
     {
         // The job itself ends the last share, for one by ending the process: it cannot wait for its own end.
-        static_cast<void>(new std::future<void>(std::move(*m_future)));
+        static_cast<void>(new (std::nothrow) std::future<void>(std::move(*m_future)));
     }
 }
 

@@ -13,6 +13,7 @@ namespace UtilsLib
 ///
 /// Copies, also moved ones, share the job: what runs through one counts for all. No locks: one thread at a time may
 /// use an object and its copies. A job that holds a copy of its own object keeps both in memory until the next `Run`.
+/// No job may run when the library of a static object is unloaded: its thread cannot end under the loader's lock.
 class UTILSLIB_API SingleFutureTask
 {
 public:

@@ -5,9 +5,9 @@
 namespace UtilsLib
 {
 
-struct TaskQueue::Storage
+/// The container, and how many queues share it since one was assigned to another.
+struct TaskQueue::Storage : std::deque<TaskBase*>
 {
-    std::deque<TaskBase*> tasks;
     unsigned int queues = 1;
 };
 
@@ -34,22 +34,22 @@ private:
 
 } // namespace
 
-TaskQueue::TaskQueue() : m_tasks(nullptr), m_semaphore(nullptr), m_storage(new Storage)
+TaskQueue::TaskQueue() : m_tasks(new Storage), m_semaphore(CreateSemaphoreA(nullptr, 0, LONG_MAX, nullptr))
 {
-    m_tasks = &m_storage->tasks;
     InitializeCriticalSection(&m_section);
-    m_semaphore = CreateSemaphoreA(nullptr, 0, LONG_MAX, nullptr);
 }
 
 TaskQueue& TaskQueue::operator=(const TaskQueue& other)
 {
-    ++other.m_storage->queues;
-    ReleaseStorage();
-    // kept: the section and the semaphore are copied, not duplicated
-    m_section = other.m_section;
-    m_tasks = other.m_tasks;
-    m_semaphore = other.m_semaphore;
-    m_storage = other.m_storage;
+    if (this != &other)
+    {
+        ++static_cast<Storage*>(other.m_tasks)->queues; // first, because the two may share it already
+        ReleaseStorage();
+        // kept: the section and the semaphore are copied, not duplicated
+        m_section = other.m_section;
+        m_tasks = other.m_tasks;
+        m_semaphore = other.m_semaphore;
+    }
     return *this;
 }
 
@@ -91,9 +91,10 @@ void TaskQueue::Signal()
 
 void TaskQueue::ReleaseStorage()
 {
-    if (--m_storage->queues == 0)
+    auto* const storage = static_cast<Storage*>(m_tasks);
+    if (--storage->queues == 0)
     {
-        delete m_storage;
+        delete storage;
     }
 }
 

@@ -45,9 +45,8 @@ private:
     void ReleaseStorage();
 
     CRITICAL_SECTION m_section;     // guards *m_tasks
-    std::deque<TaskBase*>* m_tasks; // the newest in front
+    std::deque<TaskBase*>* m_tasks; // a Storage; the newest in front
     HANDLE m_semaphore;             // counts the wake-ups that are owed
-    Storage* m_storage;             // what m_tasks is part of; shared with the queues that it was assigned to and from
 };
 
 } // namespace UtilsLib

@@ -32,14 +32,23 @@ private:
     const ThreadPool* m_outer;
 };
 
+/// Nothing may throw any more once there are threads.
+std::vector<HANDLE> RoomFor(unsigned int threadCount)
+{
+    std::vector<HANDLE> workers;
+    workers.reserve(threadCount);
+    return workers;
+}
+
 } // namespace
 
 ThreadPool::ThreadPool(unsigned int threadCount, const std::string& name)
-    : m_name(name), m_queue(nullptr), m_shuttingDown(false), m_threadCount(threadCount)
+    : m_workers(RoomFor(threadCount)),
+      m_name(name),
+      m_queue(new TaskQueue),
+      m_shuttingDown(false),
+      m_threadCount(threadCount)
 {
-    // Nothing may throw once there are threads.
-    m_workers.reserve(threadCount);
-    m_queue = new TaskQueue;
     while (m_workers.size() != threadCount)
     {
         m_workers.push_back(CreateThread(nullptr, 0, &ThreadRun, this, 0, nullptr));

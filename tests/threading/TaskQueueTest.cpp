@@ -378,6 +378,7 @@ TEST_F(TaskQueueTest, StorageThatAnAssignmentReplacesIsFreedAndThatOfItselfKept)
         TaskQueue first;
         TaskQueue second;
         second = first;
+        second = first; // which it shares already
         TaskQueue& same = second;
         second = same;
     }
