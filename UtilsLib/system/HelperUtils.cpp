@@ -60,12 +60,20 @@ std::string TempFolderPath()
     return length < sizeof(buffer) ? std::string(buffer, length) : std::string();
 }
 
-/// `path` from its drive on; empty when it is empty or has more than 259 characters.
+/// `path` from its drive on, without separators at its end; empty when it is empty or has more than 259 characters.
 std::wstring FullPath(const std::string& path)
 {
     wchar_t buffer[MAX_PATH] = L"";
-    const DWORD length = GetFullPathNameW(StringUtils::ToUnicode(path).c_str(), MAX_PATH, buffer, nullptr);
-    return length < MAX_PATH ? std::wstring(buffer, length) : std::wstring();
+    DWORD length = GetFullPathNameW(StringUtils::ToUnicode(path).c_str(), MAX_PATH, buffer, nullptr);
+    if (length >= MAX_PATH)
+    {
+        return {};
+    }
+    while (length > 0 && buffer[length - 1] == L'\\')
+    {
+        --length;
+    }
+    return {buffer, length};
 }
 
 bool IsDots(const wchar_t* name)

@@ -229,6 +229,13 @@ TEST_F(DeleteDirectoryTest, ARelativePathStartsAtTheCurrentDirectory)
     EXPECT_THAT(m_root.Tree("victim"), ElementsAre("a.txt", "empty\\"));
 }
 
+TEST_F(DeleteDirectoryTest, ASeparatorAtTheEndMakesNoDifference)
+{
+    EXPECT_TRUE(HelperUtils::DeleteDirectory(m_victim + "\\", true));
+
+    EXPECT_THAT(m_root.Tree(), ElementsAre("victim2\\", "victim2\\c.txt"));
+}
+
 TEST_F(DeleteDirectoryTest, WildcardsNameNoFolder)
 {
     const auto tree = m_root.Tree();
@@ -358,6 +365,14 @@ TEST_F(DeleteDirectoryTest, TheShellIsNotGivenAFolderWithALongerPathInIt)
         EXPECT_THAT(CallsOfDeleting(m_victim, false), IsEmpty());
     }
     EXPECT_THAT(CallsOfDeleting(m_victim), SizeIs(1));
+}
+
+TEST_F(DeleteDirectoryTest, ASeparatorAtTheEndOfThePathMakesNoPathInItLonger)
+{
+    const DeepFolder exact(m_victim, 259);
+
+    EXPECT_THAT(CallsOfDeleting(m_victim + "\\"), SizeIs(1));
+    EXPECT_THAT(CallsOfDeleting(m_victim + "\\\\"), SizeIs(1));
 }
 
 TEST_F(DeleteDirectoryTest, WhatALinkLeadsToIsNotInTheFolder)
