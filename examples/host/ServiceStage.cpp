@@ -31,7 +31,9 @@ struct ServiceHandleCloser
 {
     void operator()(SC_HANDLE handle) const
     {
+        const DWORD error = GetLastError(); // of the call that failed: it is asked for after the handles are closed
         CloseServiceHandle(handle);
+        SetLastError(error);
     }
 };
 using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceHandleCloser>;

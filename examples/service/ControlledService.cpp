@@ -23,6 +23,26 @@ void LogLine(UtilsLib::LogTraceLevel level, const std::string& text)
         .Log(UtilsLib::LogCategory::General, level, "%s", text.c_str());
 }
 
+/// Nothing that a step throws may reach the system, which has called us.
+bool Succeeds(const std::function<void()>& step)
+{
+    std::string reason = "unknown error";
+    try
+    {
+        step();
+        return true;
+    }
+    catch (const std::exception& error)
+    {
+        reason = error.what();
+    }
+    catch (...)
+    {
+    }
+    LogLine(UtilsLib::LogTraceLevel::Error, "The service cannot start: " + reason);
+    return false;
+}
+
 bool IsPending(DWORD state)
 {
     return state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING;
@@ -117,13 +137,8 @@ bool ControlledService::Start()
     const Heartbeat heartbeat(*this);
     for (const std::function<void()>& step : m_work.start)
     {
-        try
+        if (!Succeeds(step))
         {
-            step();
-        }
-        catch (const std::exception& error)
-        {
-            LogLine(UtilsLib::LogTraceLevel::Error, std::string("The service cannot start: ") + error.what());
             return false;
         }
         NextCheckpoint();

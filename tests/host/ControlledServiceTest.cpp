@@ -185,6 +185,28 @@ TEST(ControlledServiceTest, FurtherStopsChangeNothing)
                 ElementsAre(SERVICE_START_PENDING, SERVICE_RUNNING, SERVICE_STOP_PENDING, SERVICE_STOPPED));
 }
 
+TEST(ControlledServiceTest, AStopBeforeItRunsChangesNothing)
+{
+    TestSupport::Gate sent;
+    bool waited = false;
+    ServiceManager manager([&](ServiceManager& sender) {
+        EXPECT_TRUE(sender.ReachesCheckpoint(1));
+        for (const DWORD control : {SERVICE_CONTROL_STOP, SERVICE_CONTROL_SHUTDOWN})
+        {
+            EXPECT_EQ(sender.Send(control), static_cast<DWORD>(NO_ERROR));
+        }
+        sent.Open();
+        StopWhenItRuns(sender);
+    });
+    ControlledService service({{[&] { waited = sent.Wait(); }}, {}});
+
+    EXPECT_TRUE(service.Run());
+
+    EXPECT_TRUE(waited);
+    EXPECT_THAT(manager.States(),
+                ElementsAre(SERVICE_START_PENDING, SERVICE_RUNNING, SERVICE_STOP_PENDING, SERVICE_STOPPED));
+}
+
 TEST(ControlledServiceTest, AnswersAnInterrogationAndRefusesUnknownControls)
 {
     std::size_t reports = 0;
@@ -228,6 +250,18 @@ TEST(ControlledServiceTest, AStartThatThrowsEndsTheServiceWithItsOwnCode)
     EXPECT_THAT(step.done, ElementsAre("start 1", "stop 1"));
     EXPECT_THAT(manager.States(), ElementsAre(SERVICE_START_PENDING, SERVICE_STOP_PENDING, SERVICE_STOPPED));
     EXPECT_EQ(manager.Reports().back().dwWin32ExitCode, static_cast<DWORD>(ERROR_SERVICE_SPECIFIC_ERROR));
+    EXPECT_EQ(manager.Reports().back().dwServiceSpecificExitCode, ControlledService::kStartFailed);
+}
+
+TEST(ControlledServiceTest, AStartThatThrowsWhatIsNoStandardErrorFailsToo)
+{
+    NamedSteps step;
+    ServiceManager manager([](ServiceManager& sender) { EXPECT_TRUE(sender.Reaches(SERVICE_STOPPED)); });
+    ControlledService service({{[] { throw 1; }, step("start 2")}, {step("stop 1")}});
+
+    EXPECT_TRUE(service.Run());
+
+    EXPECT_THAT(step.done, ElementsAre("stop 1"));
     EXPECT_EQ(manager.Reports().back().dwServiceSpecificExitCode, ControlledService::kStartFailed);
 }
 

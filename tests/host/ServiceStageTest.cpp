@@ -70,6 +70,15 @@ SC_HANDLE WINAPI RefuseToOpenTheManager(const char*, const char*, DWORD)
     return nullptr;
 }
 
+decltype(&CloseServiceHandle) g_close = nullptr;
+
+BOOL WINAPI CloseWithAnotherError(SC_HANDLE handle)
+{
+    const BOOL closed = g_close(handle);
+    SetLastError(ERROR_GEN_FAILURE);
+    return closed;
+}
+
 decltype(&CreateServiceA) g_create = nullptr;
 
 SC_HANDLE WINAPI CreateOneThatNeverStarts(SC_HANDLE manager, const char* name, const char* display, DWORD access,
@@ -172,6 +181,8 @@ TEST_F(ServiceStageTest, SaysWhatItLacksWithoutTheRightToInstall)
     const char* const kText = "Cannot install the service (that takes administrator rights): error 5\n";
     {
         const ImportPatch create("ADVAPI32.dll", "CreateServiceA", &RefuseToCreate, kModule);
+        const ImportPatch close("ADVAPI32.dll", "CloseServiceHandle", &CloseWithAnotherError, kModule);
+        g_close = close.Original<std::remove_pointer_t<decltype(g_close)>>();
         EXPECT_THAT(Run(), HasSubstr(kText));
     }
     {
