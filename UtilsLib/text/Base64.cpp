@@ -12,8 +12,8 @@ namespace UtilsLib
 namespace
 {
 
-// A long result is made part by part and appended: made at its whole size it would be filled with zeros first, which
-// takes as long as the coding itself. For a short one that costs less than the detour.
+// A result is made from parts that were coded on the stack: made at its whole size it would be filled with zeros first,
+// which takes as long as the coding itself. A short one is a single part.
 constexpr unsigned int kShortBytes = 192;
 constexpr unsigned int kShortCharacters = kShortBytes / 3 * 4;
 constexpr unsigned int kPartBytes = 6144;
@@ -36,6 +36,13 @@ std::size_t EncodedSize(unsigned int length)
     return (length + 2) / 3 * 4;
 }
 
+std::string EncodeShort(const unsigned char* data, unsigned int length)
+{
+    char text[kShortCharacters];
+    CodecFor(length).encode(data, length, text);
+    return std::string(text, EncodedSize(length));
+}
+
 std::string EncodeByParts(const unsigned char* data, unsigned int length)
 {
     std::string text;
@@ -52,10 +59,15 @@ std::string EncodeByParts(const unsigned char* data, unsigned int length)
     return text;
 }
 
+std::vector<unsigned char> DecodeShort(const char* text, unsigned int length)
+{
+    unsigned char data[kShortBytes];
+    return std::vector<unsigned char>(data, data + CodecFor(length).decode(text, length, data));
+}
+
 std::vector<unsigned char> DecodeByParts(const char* text, unsigned int length)
 {
     std::vector<unsigned char> data;
-    data.reserve(Platform::MostBase64Bytes(length));
     unsigned char part[kPartBytes];
     std::size_t decoded = kPartBytes;
     // A part that is not full is the last one: the text ended in it.
@@ -63,6 +75,10 @@ std::vector<unsigned char> DecodeByParts(const char* text, unsigned int length)
     {
         const unsigned int size = std::min(length, kPartCharacters);
         decoded = CodecFor(size).decode(text, size, part);
+        if (data.empty() && decoded == kPartBytes)
+        {
+            data.reserve(Platform::MostBase64Bytes(length)); // not for a text that ends at once
+        }
         data.insert(data.end(), part, part + decoded);
         text += size;
         length -= size;
@@ -79,13 +95,7 @@ bool Base64::is_base64(unsigned char c)
 
 std::string Base64::encode(const unsigned char* data, unsigned int length)
 {
-    if (length > kShortBytes)
-    {
-        return EncodeByParts(data, length);
-    }
-    std::string text(EncodedSize(length), '\0');
-    CodecFor(length).encode(data, length, text.data());
-    return text;
+    return length > kShortBytes ? EncodeByParts(data, length) : EncodeShort(data, length);
 }
 
 std::string Base64::encode(const std::vector<unsigned char>& data)
@@ -95,13 +105,7 @@ std::string Base64::encode(const std::vector<unsigned char>& data)
 
 std::vector<unsigned char> Base64::decode(const char* text, unsigned int length)
 {
-    if (length > kShortCharacters)
-    {
-        return DecodeByParts(text, length);
-    }
-    std::vector<unsigned char> data(Platform::MostBase64Bytes(length));
-    data.resize(CodecFor(length).decode(text, length, data.data()));
-    return data;
+    return length > kShortCharacters ? DecodeByParts(text, length) : DecodeShort(text, length);
 }
 
 std::vector<unsigned char> Base64::decode(const std::string& text)

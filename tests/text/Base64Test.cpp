@@ -232,6 +232,13 @@ TEST(Base64Test, ALongTextEndsAtItsFirstForeignCharacterToo)
     }
 }
 
+TEST(Base64Test, WhatStandsBehindAnEarlyEndTakesNoMemory)
+{
+    EXPECT_EQ(Base64::decode('=' + std::string(1'000'000, 'A')).capacity(), 0u);
+    EXPECT_EQ(Base64::decode("TWFu=" + std::string(1'000'000, 'A')).capacity(), 3u);
+    EXPECT_EQ(Base64::decode("TWFu=" + std::string(100, 'A')).capacity(), 3u);
+}
+
 TEST(Base64Test, TextsByChanceAreDecodedAsDefined)
 {
     constexpr unsigned int kSeed = 20260101;

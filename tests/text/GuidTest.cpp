@@ -173,10 +173,11 @@ TEST(GuidTest, AdjustingReadsCapitalsAndWritesSmallLetters)
 
 TEST(GuidTest, WhatIsNoGuidIsAdjustedToNothing)
 {
-    for (const char* text : {"{01234567-89ab-cdef-fedc-ba9876543210}", "0123456789abcdeffedcba9876543210",
-                             "01234567-89ab-cdef-fedc-ba9876543210 ", " 01234567-89ab-cdef-fedc-ba9876543210",
-                             "01234567-89ab-cdef-fedc-ba987654321", "01234567-89ab-cdef-fedc-ba98765432100",
-                             "01234567-89ag-cdef-fedc-ba9876543210", "01234567_89ab_cdef_fedc_ba9876543210", "-", "x"})
+    for (const char* text :
+         {"{01234567-89ab-cdef-fedc-ba9876543210}", "0123456789abcdeffedcba9876543210",
+          "01234567-89ab-cdef-fedc-ba9876543210 ", " 01234567-89ab-cdef-fedc-ba9876543210",
+          "01234567-89ab-cdef-fedc-ba987654321", "01234567-89ab-cdef-fedc-ba98765432100",
+          "01234567-89ag-cdef-fedc-ba9876543210", "01234567_89ab_cdef_fedc_ba9876543210", "-", "x", ""})
     {
         EXPECT_EQ(Guid::AdjustGuid(text, 1), "") << text;
     }
