@@ -34,8 +34,8 @@ public:
     /// nothing) behind it, with its executable's version. Then sorts the whole vector, what it held before too: the
     /// largest `major` first, in no defined order where they are equal.
     ///
-    /// False, and the vector as it was, when the manager cannot be opened. A list of services that cannot be read adds
-    /// nothing and is no failure. Data services whose path cannot be read are left out.
+    /// False, and the vector as it was, when the manager cannot be opened. A list of services that cannot be read, or
+    /// grows while it is read, adds nothing and is no failure. Data services whose path cannot be read are left out.
     static bool GetDataServiceVersions(std::vector<RequestLib::VersionInfo>& versions);
 };
 

@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -119,6 +121,7 @@ struct Enumeration
     DWORD types = 0;
     DWORD states = 0;
     DWORD size = 0;
+    DWORD start = 0;  // the number of the first service that is asked for
     DWORD needed = 0; // as answered
 };
 std::vector<Enumeration> g_enumerations;
@@ -128,9 +131,18 @@ bool g_secondFails = false;
 BOOL WINAPI Enumerate(SC_HANDLE manager, DWORD types, DWORD states, ENUM_SERVICE_STATUSA* services, DWORD size,
                       DWORD* needed, DWORD* count, DWORD* resume)
 {
+    const DWORD start = *resume;
     const BOOL done = EnumServicesStatusA(manager, types, states, services, size, needed, count, resume);
     const DWORD error = GetLastError();
-    g_enumerations.push_back({types, states, size, *needed});
+    g_enumerations.push_back({types, states, size, start, *needed});
+    if (!done)
+    {
+        *resume = 1; // where Windows would go on; Wine does not tell
+    }
+    else if (size > sizeof(*services))
+    {
+        EXPECT_GE(_msize(services), size) << "there is less room than the system was told";
+    }
     SetLastError(error);
     return done;
 }
@@ -515,6 +527,7 @@ TEST_F(DataServicesTest, AreSoughtAmongServicesOfAllTypesAndStatesInABufferOfOne
     {
         EXPECT_EQ(call.types, static_cast<DWORD>(SERVICE_WIN32 | SERVICE_DRIVER));
         EXPECT_EQ(call.states, static_cast<DWORD>(SERVICE_STATE_ALL));
+        EXPECT_EQ(call.start, 0u);
     }
     EXPECT_EQ(g_enumerations[0].size, sizeof(ENUM_SERVICE_STATUSA));
     EXPECT_EQ(g_enumerations[1].size, g_enumerations[0].needed + 36);
