@@ -181,16 +181,6 @@ struct DumpRequest
     DWORD turnLimit;
 };
 
-#if defined(__GNUC__)
-__attribute__((no_sanitize("undefined"))) // the write is meant
-#endif
-void WriteToAddressZero()
-{
-    // Read at run time, so that no compiler sees the null pointer.
-    int* volatile nowhere = nullptr;
-    *static_cast<volatile int*>(nowhere) = 0;
-}
-
 void DumpOrFault(void* argument) noexcept
 {
     auto& request = *static_cast<DumpRequest*>(argument);
@@ -200,7 +190,7 @@ void DumpOrFault(void* argument) noexcept
         return;
     }
     // kept: only a real exception has real exception pointers. The filter below gets them.
-    WriteToAddressZero();
+    Platform::WriteToAddressZero();
 }
 
 LONG DumpOfFault(EXCEPTION_POINTERS* exception, void* argument) noexcept

@@ -136,6 +136,7 @@ extern "C" EXCEPTION_DISPOSITION __cdecl OnGuardedException(EXCEPTION_RECORD* re
 bool CallGuarded(GuardedBody body, GuardFilter filter, void* argument)
 {
     Guard guard = {};
+    // NOLINTNEXTLINE(clang-diagnostic-cast-calling-convention): the header's type is wrong, the system calls it so
     guard.link.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(&OnGuardedException);
     guard.filter = filter;
     guard.argument = argument;
@@ -143,5 +144,15 @@ bool CallGuarded(GuardedBody body, GuardFilter filter, void* argument)
 }
 
 #endif
+
+#if defined(__GNUC__)
+__attribute__((no_sanitize("undefined"))) // the write is meant
+#endif
+void WriteToAddressZero()
+{
+    // Read at run time, so that no compiler sees the null pointer.
+    int* volatile nowhere = nullptr;
+    *static_cast<volatile int*>(nowhere) = 0; // NOLINT(clang-analyzer-core.NullDereference)
+}
 
 } // namespace UtilsLib::Platform

@@ -18,4 +18,7 @@ using GuardFilter = LONG (*)(EXCEPTION_POINTERS* exception, void* argument) noex
 /// An exception in the filter is shown to the same filter again, so it must see to it that this ends.
 bool CallGuarded(GuardedBody body, GuardFilter filter, void* argument);
 
+/// Raises an access violation where it stands, by the write that the name says.
+void WriteToAddressZero();
+
 } // namespace UtilsLib::Platform

@@ -150,10 +150,8 @@ bool InstallHostService(const std::string& commandLine)
 class Installation
 {
 public:
-    explicit Installation(const std::string& commandLine)
+    explicit Installation(const std::string& commandLine) : m_made(Replace(commandLine))
     {
-        RemoveHostService(); // of a run that was killed
-        m_made = InstallHostService(commandLine);
     }
     ~Installation()
     {
@@ -175,7 +173,13 @@ public:
     }
 
 private:
-    bool m_made = false;
+    static bool Replace(const std::string& commandLine)
+    {
+        RemoveHostService(); // of a run that was killed
+        return InstallHostService(commandLine);
+    }
+
+    bool m_made;
 };
 
 void ShowInstalled(Console& console)
