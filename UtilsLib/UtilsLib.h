@@ -1,6 +1,13 @@
 #pragma once
 
+/// @file
 /// Every public header of the library.
+
+/// @namespace UtilsLib
+/// The library's names; a few others are global.
+
+/// @namespace RequestLib
+/// Records that the library shares with the suite's requests.
 
 #include <UtilsLib/cloud/CloudServerHost.h>
 #include <UtilsLib/cloud/DriveURLProvider.h>

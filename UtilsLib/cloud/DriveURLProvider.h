@@ -16,8 +16,8 @@ public:
     /// The page wanted.
     enum class URLType : std::int32_t
     {
-        SignOn = 0,
-        RegisterExisting = 1 // registers an account that exists already
+        SignOn = 0,          ///< where a user signs on
+        RegisterExisting = 1 ///< registers an account that exists already
     };
 
     /// The address of the page; empty for a value that is no page. Reads the file anew, and waits for it, at every

@@ -12,10 +12,11 @@ namespace UtilsLib
 
 class Directory;
 
+/// What `DataSnapshot::Enumerate` answers; 1 and 2 are not used.
 enum class DataSnapshotStatus : std::int32_t
 {
-    Success = 0,
-    FolderNotCreated = 3,
+    Success = 0,          ///< the snapshot folder is there
+    FolderNotCreated = 3, ///< nothing was made; the reason is in GetLastError
 };
 
 /// A temporary copy of some folders of one company, in a folder named after the local time, that lives as long as the

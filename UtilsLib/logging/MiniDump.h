@@ -3,11 +3,12 @@
 #include <UtilsLib/Export.h>
 #include <UtilsLib/WindowsTypes.h>
 
-// Crash dumps. All three functions are global and may be called by any thread. The file is
-// "c:\hx41svc crashdump 15-Nov-2026 04-45-23.dmp" with the local time, so of two dumps of the same second the later one
-// remains. A dump that cannot be written whole leaves no file and no message. Dumps and stack traces take turns; a dump
-// waits half a minute at most for another thread's, and ten seconds for another thread's DllMain: within one that does
-// not end, none can be written. When the stack is full, a thread of its own writes the dump.
+/// @file
+/// Crash dumps. All three functions are global and may be called by any thread. The file is
+/// "c:\hx41svc crashdump 15-Nov-2026 04-45-23.dmp" with the local time, so of two dumps of the same second the later
+/// one remains. A dump that cannot be written whole leaves no file and no message. Dumps and stack traces take turns; a
+/// dump waits half a minute at most for another thread's, and ten seconds for another thread's DllMain: within one that
+/// does not end, none can be written. When the stack is full, a thread of its own writes the dump.
 
 /// Writes a dump of this process that shows `exception` on the calling thread. Always 1.
 ///

@@ -12,7 +12,8 @@ namespace UtilsLib
 /// Reads text properties of what Windows Management Instrumentation describes, for example the processor's name.
 ///
 /// Initialises COM on its thread, in the multithreaded apartment, and undoes that once at its end, whatever the
-/// initialisation answered. Copies share the connection, each with references and an initialisation of COM of its own.
+/// initialisation answered: on a thread that is in another apartment already that takes an initialisation of somebody
+/// else's away. Meant so. Copies share the connection, each with references and an initialisation of COM of its own.
 /// Made, used and destroyed on one thread. In a build without WMI nothing connects and every text is empty.
 class UTILSLIB_API WMIComponent
 {
