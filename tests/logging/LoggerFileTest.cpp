@@ -126,7 +126,7 @@ TEST_F(LoggerFileTest, ALineThatStaysBelowTheLimitLeavesTheFileUntouched)
 TEST_F(LoggerFileTest, ALineThatReachesTheLimitCutsTheFileToItsLast50MiBFirst)
 {
     const std::size_t room = 80;
-    MakeLarge(kLimit - static_cast<long long>(room), "tail");
+    MakeLarge(kLimit - static_cast<long long>(room), "half a line\r\ntail");
     OwnLogger logger;
     const std::string text = TextForLine(room);
     LogText(logger, text);

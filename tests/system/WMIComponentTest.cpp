@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 using testing::ElementsAre;
@@ -511,6 +512,21 @@ TEST_F(WMIComponentTest, EveryComponentInitialisesCOMOnceAndUndoesItOnce)
         EXPECT_THAT(g_calls, ElementsAre("initialize 0", "initialize 0"));
     }
     EXPECT_THAT(g_calls, ElementsAre("initialize 0", "initialize 0", "uninitialize", "uninitialize"));
+}
+
+TEST_F(WMIComponentTest, InASingleThreadedApartmentItTakesAnInitialisationAway)
+{
+    HRESULT after = S_OK;
+    std::thread([&after] {
+        ASSERT_EQ(CoInitialize(nullptr), S_OK);
+        {
+            const WMIComponent component;
+        }
+        APTTYPE type{};
+        APTTYPEQUALIFIER qualifier{};
+        after = CoGetApartmentType(&type, &qualifier);
+    }).join();
+    EXPECT_EQ(after, CO_E_NOTINITIALIZED);
 }
 
 TEST_F(WMIComponentTest, WithoutMemoryForATextItThrowsTheComErrorAndLeaksNothing)
