@@ -72,6 +72,28 @@ private:
     double m_bytes = 0;
 };
 
+/// Keeps the compiler from doing a constant's work once for the whole loop.
+template <typename Value>
+Value& Opaque(Value& value)
+{
+    benchmark::DoNotOptimize(&value);
+    benchmark::ClobberMemory();
+    return value;
+}
+
+/// A body that calls `function` and uses what it returns.
+template <typename Function>
+Job::Body Calling(Function function)
+{
+    return [function](benchmark::State& state) {
+        for (auto _ : state)
+        {
+            auto result = function();
+            benchmark::DoNotOptimize(result);
+        }
+    };
+}
+
 // The subjects; each adds its jobs.
 
 void AddCompressionJobs();

@@ -20,27 +20,6 @@ namespace Bench
 namespace
 {
 
-/// Keeps the compiler from doing a constant's work once for the whole loop.
-template <typename Value>
-Value& Opaque(Value& value)
-{
-    benchmark::DoNotOptimize(&value);
-    benchmark::ClobberMemory();
-    return value;
-}
-
-template <typename Function>
-Job::Body Calling(Function function)
-{
-    return [function](benchmark::State& state) {
-        for (auto _ : state)
-        {
-            auto result = function();
-            benchmark::DoNotOptimize(result);
-        }
-    };
-}
-
 // Split
 
 std::string g_fields = "4711,Bergmann & Sons,2026-11-15,1284.50,EUR,open,Invoice 2026/0815 of November,,north,7f3c90aa";

@@ -37,27 +37,6 @@ namespace
 
 using Bytes = std::vector<unsigned char>;
 
-/// Keeps the compiler from doing a constant's work once for the whole loop.
-template <typename Value>
-Value& Opaque(Value& value)
-{
-    benchmark::DoNotOptimize(&value);
-    benchmark::ClobberMemory();
-    return value;
-}
-
-template <typename Function>
-Job::Body Calling(Function function)
-{
-    return [function](benchmark::State& state) {
-        for (auto _ : state)
-        {
-            auto result = function();
-            benchmark::DoNotOptimize(result);
-        }
-    };
-}
-
 // Base64. All make the same new string or vector.
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
