@@ -1,19 +1,16 @@
 // Loads the library by name, starts the threads of its two singletons and unloads it while they run:
 // child_library_unload ROUNDS AT_ONCE.
+#include <tests/child/AfterUnload.h>
 #include <tests/support/OpenHandles.h>
 
 #include <windows.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace
 {
-
-// The C++ run-time makes a few more when threads first wait for each other; a leak makes one in every round.
-constexpr unsigned long kAllowance = 8;
 
 /// A singleton of the library, known here by the names of its exports only.
 class Singleton
@@ -55,21 +52,6 @@ int Round(bool atOnce)
     return GetModuleHandleA("UtilsLib.dll") != nullptr ? 4 : 0;
 }
 
-bool HandlesReturnTo(unsigned long handles)
-{
-    for (int i = 0; i < 200; ++i)
-    {
-        if (TestSupport::RunningThreads() <= 1 && TestSupport::OpenHandles() <= handles + kAllowance)
-        {
-            return true;
-        }
-        Sleep(10);
-    }
-    std::printf("threads %lu; handles %lu, were %lu\n", TestSupport::RunningThreads(), TestSupport::OpenHandles(),
-                handles);
-    return false;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -89,5 +71,5 @@ int main(int argc, char** argv)
             return failure;
         }
     }
-    return HandlesReturnTo(handles) ? 0 : 5;
+    return OnlyMainThreadAndHandlesStay(handles + kHandlesOfTheRunTime) ? 0 : 5;
 }

@@ -1,10 +1,10 @@
 // Loads a library that starts the live settings and unloads it while they run: child_live_settings_unload ROUNDS.
+#include <tests/child/AfterUnload.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
 
 #include <windows.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 namespace
@@ -54,21 +54,6 @@ int Round()
     return GetModuleHandleA("UtilsLib.dll") != nullptr ? 5 : 0;
 }
 
-bool ThreadsAndHandlesReturnTo(unsigned long threads, unsigned long handles)
-{
-    for (int i = 0; i < 200; ++i)
-    {
-        if (TestSupport::RunningThreads() <= threads && TestSupport::OpenHandles() <= handles)
-        {
-            return true;
-        }
-        Sleep(10);
-    }
-    std::printf("threads %lu, were %lu; handles %lu, were %lu\n", TestSupport::RunningThreads(), threads,
-                TestSupport::OpenHandles(), handles);
-    return false;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -88,5 +73,5 @@ int main(int argc, char** argv)
     {
         return 6;
     }
-    return ThreadsAndHandlesReturnTo(1, handles) ? 0 : 7;
+    return OnlyMainThreadAndHandlesStay(handles) ? 0 : 7;
 }
