@@ -3,13 +3,13 @@
 #include <UtilsLib/WindowsTypes.h>
 #include <UtilsLib/platform/UniqueHandle.h>
 #include <tests/cloud/UrlPattern.h>
+#include <tests/support/SlotOf.h>
 #include <tests/support/TextGenerator.h>
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <regex>
 #include <string>
@@ -17,6 +17,7 @@
 #include <thread>
 #include <type_traits>
 
+using TestSupport::SlotOf;
 using TestSupport::TextGenerator;
 using namespace std::string_literals;
 
@@ -114,17 +115,6 @@ private:
 
     TextGenerator m_text;
 };
-
-#if defined(__GNUC__)
-/// Where a virtual function stands among the class's: the representation of a pointer to it holds its offset and 1.
-template <typename Function>
-std::size_t SlotOf(Function function)
-{
-    std::size_t offset = 0;
-    std::memcpy(&offset, &function, sizeof(offset));
-    return (offset - 1) / sizeof(void*);
-}
-#endif
 
 } // namespace
 

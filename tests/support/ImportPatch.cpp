@@ -1,5 +1,7 @@
 #include <tests/support/ImportPatch.h>
 
+#include <tests/support/StoreInSlot.h>
+
 #include <cstring>
 #include <stdexcept>
 
@@ -44,14 +46,6 @@ void** FindSlot(const std::string& module, const std::string& dll, const std::st
     return nullptr;
 }
 
-void Store(void** slot, void* value)
-{
-    DWORD old = 0;
-    VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &old);
-    InterlockedExchangePointer(slot, value);
-    VirtualProtect(slot, sizeof(*slot), old, &old);
-}
-
 } // namespace
 
 ImportPatch::ImportPatch(const std::string& dll, const std::string& name, void* replacement, const std::string& module)
@@ -62,12 +56,12 @@ ImportPatch::ImportPatch(const std::string& dll, const std::string& name, void* 
         throw std::runtime_error(module + " does not import " + name + " from " + dll);
     }
     m_original = *m_slot;
-    Store(m_slot, replacement);
+    StoreInSlot(m_slot, replacement);
 }
 
 ImportPatch::~ImportPatch()
 {
-    Store(m_slot, m_original);
+    StoreInSlot(m_slot, m_original);
 }
 
 } // namespace TestSupport
