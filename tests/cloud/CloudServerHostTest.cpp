@@ -17,6 +17,9 @@
 
 #include <type_traits>
 
+using CloudTests::Configuration;
+using CloudTests::HaveNoMemory;
+using CloudTests::MakeNothing;
 using testing::ElementsAre;
 using TestSupport::ImportPatch;
 using UtilsLib::CloudServerHost;
@@ -39,11 +42,6 @@ public:
     Host() = default;
 };
 
-std::string Configuration(const std::string& mode, const std::string& servers)
-{
-    return "<tarrowConfig mode=\"" + mode + "\"><servers>" + servers + "</servers></tarrowConfig>";
-}
-
 std::string Server(const std::string& name, const std::string& url, const std::string& mcapi)
 {
     return "<server name=\"" + name + "\" url=\"" + url + "\" mcapi=\"" + mcapi + "\"/>";
@@ -64,10 +62,7 @@ protected:
     /// What was logged, from its category on; logging is over then.
     std::vector<std::string> Logged() const
     {
-        UtilsLib::Logger& logger = UtilsLib::Logger::GetInstance();
-        logger.SetPath(m_path);
-        logger.Start();
-        logger.Shutdown();
+        WriteAll(UtilsLib::Logger::GetInstance());
         std::vector<std::string> messages;
         std::istringstream text(Text());
         for (std::string line; std::getline(text, line);)
@@ -392,16 +387,6 @@ HRESULT WINAPI KnowNoParser(const wchar_t* identifier, CLSID*)
 {
     EXPECT_STREQ(identifier, L"MSXML2.FreeThreadedDOMDocument");
     return REGDB_E_CLASSNOTREG;
-}
-
-HRESULT WINAPI MakeNothing(const CLSID&, IUnknown*, DWORD, const IID&, void**)
-{
-    return REGDB_E_CLASSNOTREG;
-}
-
-BSTR WINAPI HaveNoMemory(const wchar_t*)
-{
-    return nullptr;
 }
 
 /// What the stand-in of `load` answers.

@@ -87,6 +87,24 @@ private:
     TestSupport::ImportPatch m_uninitialize{"ole32.dll", "CoUninitialize", &CountUninitialize};
 };
 
+/// The text of a configuration with these server elements.
+inline std::string Configuration(const std::string& mode, const std::string& servers)
+{
+    return "<tarrowConfig mode=\"" + mode + "\"><servers>" + servers + "</servers></tarrowConfig>";
+}
+
+/// In place of CoCreateInstance.
+inline HRESULT WINAPI MakeNothing(const CLSID&, IUnknown*, DWORD, const IID&, void**)
+{
+    return REGDB_E_CLASSNOTREG;
+}
+
+/// In place of SysAllocString.
+inline BSTR WINAPI HaveNoMemory(const wchar_t*)
+{
+    return nullptr;
+}
+
 /// COM for a scope of a test's own thread.
 class ScopedApartment
 {

@@ -12,6 +12,9 @@
 #include <new>
 #include <type_traits>
 
+using CloudTests::Configuration;
+using CloudTests::HaveNoMemory;
+using CloudTests::MakeNothing;
 using TestSupport::ImportPatch;
 using UtilsLib::DriveURLProvider;
 
@@ -24,11 +27,6 @@ constexpr char kRegister[] = "https://drive.corvane.example/mc/registerExisting"
 std::string Address(int type)
 {
     return DriveURLProvider::GetCorvaneDriveURL(static_cast<DriveURLProvider::URLType>(type));
-}
-
-std::string Configuration(const std::string& mode, const std::string& servers)
-{
-    return "<tarrowConfig mode=\"" + mode + "\"><servers>" + servers + "</servers></tarrowConfig>";
 }
 
 std::string Server(const std::string& name, const std::string& mc, const std::string& registerExisting)
@@ -47,16 +45,6 @@ protected:
         EXPECT_TRUE(IsComBalanced());
     }
 };
-
-HRESULT WINAPI MakeNothing(const CLSID&, IUnknown*, DWORD, const IID&, void**)
-{
-    return REGDB_E_CLASSNOTREG;
-}
-
-BSTR WINAPI HaveNoMemory(const wchar_t*)
-{
-    return nullptr;
-}
 
 } // namespace
 

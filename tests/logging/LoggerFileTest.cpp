@@ -33,17 +33,6 @@ std::string TextForLine(std::size_t length)
 class LoggerFileTest : public LoggerFixture
 {
 protected:
-    static void LogText(OwnLogger& logger, const std::string& text)
-    {
-        logger.LogText(text, 1, 1);
-    }
-    /// Writes what is queued.
-    void WriteAll(OwnLogger& logger) const
-    {
-        logger.SetPath(m_path);
-        logger.Start();
-        logger.Shutdown();
-    }
     /// A file of `size` bytes whose last bytes are `tail`.
     void MakeLarge(long long size, const std::string& tail, const std::string& name = "app.log") const
     {

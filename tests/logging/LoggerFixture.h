@@ -174,6 +174,18 @@ protected:
         m_machine.Delete(name);
         UtilsLib::LiveRegSettings::GetInstance().Read();
     }
+    /// A message of category 1 and level 1.
+    static void LogText(OwnLogger& logger, const std::string& text)
+    {
+        logger.LogText(text, 1, 1);
+    }
+    /// Writes what is queued, as the logger's last work.
+    void WriteAll(UtilsLib::Logger& logger) const
+    {
+        logger.SetPath(m_path);
+        logger.Start();
+        logger.Shutdown();
+    }
     /// The whole log file.
     std::string Text(const std::string& file = "app.log") const
     {

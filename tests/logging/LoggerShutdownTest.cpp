@@ -26,18 +26,6 @@ namespace
 
 class LoggerShutdownTest : public LoggerFixture
 {
-protected:
-    static void LogText(OwnLogger& logger, const std::string& text)
-    {
-        logger.LogText(text, 1, 1);
-    }
-    /// Writes what is queued.
-    void WriteAll(OwnLogger& logger) const
-    {
-        logger.SetPath(m_path);
-        logger.Start();
-        logger.Shutdown();
-    }
 };
 
 int g_allocations = 0;

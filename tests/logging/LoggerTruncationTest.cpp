@@ -76,10 +76,8 @@ protected:
     void WriteLine(const std::string& message)
     {
         OwnLogger logger;
-        logger.SetPath(m_path);
         logger.LogText(message);
-        logger.Start();
-        logger.Shutdown();
+        WriteAll(logger);
     }
     /// That the file is a header, `kept` bytes from "first" to "last", and the messages.
     void ExpectCut(const std::string& file, const std::vector<std::string>& messages, std::size_t kept = kKept)
