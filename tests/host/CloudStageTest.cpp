@@ -1,5 +1,6 @@
 #include <CloudStage.h>
 
+#include <tests/host/Printed.h>
 #include <tests/host/ScopedSystemFolder.h>
 #include <tests/support/TempFolder.h>
 
@@ -23,10 +24,7 @@ protected:
     /// What the stage prints.
     std::string Run()
     {
-        testing::internal::CaptureStdout();
-        Console console;
-        ShowCloudServer(console, m_folder / "host.log");
-        return testing::internal::GetCapturedStdout();
+        return Printed([&](Console& console) { ShowCloudServer(console, m_folder / "host.log"); });
     }
 
     TestSupport::TempFolder m_folder;

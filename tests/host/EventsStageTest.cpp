@@ -1,5 +1,6 @@
 #include <EventsStage.h>
 
+#include <tests/host/Printed.h>
 #include <tests/support/TempFolder.h>
 
 #include <gmock/gmock.h>
@@ -20,10 +21,7 @@ protected:
     /// What the stage prints.
     std::string Run()
     {
-        testing::internal::CaptureStdout();
-        Console console;
-        ShowEvents(console, m_folder.Path());
-        return testing::internal::GetCapturedStdout();
+        return Printed([&](Console& console) { ShowEvents(console, m_folder.Path()); });
     }
 
     TestSupport::TempFolder m_folder;

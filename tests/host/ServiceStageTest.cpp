@@ -1,6 +1,7 @@
 #include <ProductSwitches.h>
 #include <ServiceStage.h>
 
+#include <tests/host/Printed.h>
 #include <tests/support/ChildProcess.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/InstalledService.h>
@@ -37,10 +38,7 @@ protected:
     /// What the stage prints.
     std::string Run()
     {
-        testing::internal::CaptureStdout();
-        Console console;
-        RunAsService(console, m_folder / kCompany + "\\", m_folder.Path());
-        return testing::internal::GetCapturedStdout();
+        return Printed([&](Console& console) { RunAsService(console, m_folder / kCompany + "\\", m_folder.Path()); });
     }
 
     ProductSwitches m_logging;

@@ -1,6 +1,7 @@
 #include <SnapshotStage.h>
 
 #include <UtilsLib/platform/UniqueFileHandle.h>
+#include <tests/host/Printed.h>
 #include <tests/support/TempFolder.h>
 
 #include <gmock/gmock.h>
@@ -29,11 +30,10 @@ protected:
     /// What the stage prints.
     std::string Run()
     {
-        testing::internal::CaptureStdout();
-        Console console;
-        Job job(console);
-        SnapshotCompany(console, job, m_folder / "company", m_folder.Path());
-        return testing::internal::GetCapturedStdout();
+        return Printed([&](Console& console) {
+            Job job(console);
+            SnapshotCompany(console, job, m_folder / "company", m_folder.Path());
+        });
     }
 
     TestSupport::TempFolder m_folder;
