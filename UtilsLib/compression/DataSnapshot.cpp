@@ -33,6 +33,29 @@ constexpr int kTransactionAttachments = 0x200;
 constexpr char kCompanyFolder[] = "accdata\\..";
 constexpr char kRetainSwitch[] = "hx41svc_retainss";
 
+struct Choice
+{
+    int flag;
+    bool filesOfCompany; // the files directly in the company's own folder, too
+    std::initializer_list<const char*> folders;
+};
+
+// kept: their order is the order of the copies
+constexpr Choice kChoices[] = {
+    {kAccountingData,
+     true,
+     {"accdata", "criteria", "defaults", "invoices", "journals", "memo", "taskopt", "vatrtns", "fax", "configs",
+      "ecsl archives", "rcsl archives", "hmrcsubmissions", "vies archives", "dashboards", "InvoiceReminders"}},
+    {kReports, false, {"reports"}},
+    {kLayouts, true, {"layouts", "labels", "letters", "template"}},
+    {kAttachments, false, {"attachments"}},
+    {kPictures, true, {"bitmaps", "accdata\\images"}},
+    {kArchives, false, {"archives"}},
+    {kMail, false, {"tmail"}},
+    {kConstructionScheme, false, {"cis"}},
+    {kTransactionAttachments, false, {"Transaction Attachments"}},
+};
+
 void Add(std::vector<std::string>& folders, std::initializer_list<const char*> names)
 {
     folders.insert(folders.end(), names.begin(), names.end());
@@ -138,46 +161,17 @@ void DataSnapshot::ChooseFolders(int flags)
     {
         Add(m_recursiveFolders, {"accdata"});
     }
-    if ((flags & kAccountingData) != 0)
+    for (const Choice& choice : kChoices)
     {
-        Add(m_flatFolders, {kCompanyFolder});
-        Add(m_recursiveFolders,
-            {"accdata", "criteria", "defaults", "invoices", "journals", "memo", "taskopt", "vatrtns", "fax", "configs",
-             "ecsl archives", "rcsl archives", "hmrcsubmissions", "vies archives", "dashboards", "InvoiceReminders"});
-    }
-    if ((flags & kReports) != 0)
-    {
-        Add(m_recursiveFolders, {"reports"});
-    }
-    if ((flags & kLayouts) != 0)
-    {
-        Add(m_flatFolders, {kCompanyFolder});
-        Add(m_recursiveFolders, {"layouts", "labels", "letters", "template"});
-    }
-    if ((flags & kAttachments) != 0) // kept: the order of the tests is the order of the copies
-    {
-        Add(m_recursiveFolders, {"attachments"});
-    }
-    if ((flags & kPictures) != 0)
-    {
-        Add(m_flatFolders, {kCompanyFolder});
-        Add(m_recursiveFolders, {"bitmaps", "accdata\\images"});
-    }
-    if ((flags & kArchives) != 0)
-    {
-        Add(m_recursiveFolders, {"archives"});
-    }
-    if ((flags & kMail) != 0)
-    {
-        Add(m_recursiveFolders, {"tmail"});
-    }
-    if ((flags & kConstructionScheme) != 0)
-    {
-        Add(m_recursiveFolders, {"cis"});
-    }
-    if ((flags & kTransactionAttachments) != 0)
-    {
-        Add(m_recursiveFolders, {"Transaction Attachments"});
+        if ((flags & choice.flag) == 0)
+        {
+            continue;
+        }
+        if (choice.filesOfCompany)
+        {
+            Add(m_flatFolders, {kCompanyFolder});
+        }
+        Add(m_recursiveFolders, choice.folders);
     }
 }
 
