@@ -1,5 +1,7 @@
 #include <UtilsLib/threading/SingleFutureTask.h>
 
+#include <UtilsLib/platform/ScopedValue.h>
+
 #include <new>
 #include <system_error>
 #include <utility>
@@ -12,24 +14,6 @@ namespace
 
 /// The future of the run that the calling thread is; null on other threads. Never followed.
 thread_local const std::future<void>* ms_ownRun = nullptr;
-
-class RunScope
-{
-public:
-    explicit RunScope(const std::future<void>* run) : m_outer(ms_ownRun)
-    {
-        ms_ownRun = run;
-    }
-    ~RunScope()
-    {
-        ms_ownRun = m_outer;
-    }
-    RunScope(const RunScope&) = delete;
-    RunScope& operator=(const RunScope&) = delete;
-
-private:
-    const std::future<void>* m_outer;
-};
 
 } // namespace
 
@@ -67,7 +51,7 @@ void SingleFutureTask::Run(std::function<void()> work)
     }
     // kept: nobody fetches the outcome of the run before, so its exception ends with its future
     *m_future = std::async(std::launch::async, [run = m_future.get(), work = std::move(work)] {
-        const RunScope scope(run);
+        const Platform::ScopedValue<const std::future<void>*> scope(ms_ownRun, run);
         work();
     });
 }

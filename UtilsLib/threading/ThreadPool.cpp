@@ -1,5 +1,6 @@
 #include <UtilsLib/threading/ThreadPool.h>
 
+#include <UtilsLib/platform/ScopedValue.h>
 #include <UtilsLib/threading/ScopedLock.h>
 
 #include <atomic>
@@ -13,24 +14,6 @@ namespace
 
 /// The pool that the calling thread works for; null on other threads, and once its task has destroyed the pool.
 thread_local const ThreadPool* ms_poolOfThread = nullptr;
-
-class WorkerScope
-{
-public:
-    explicit WorkerScope(const ThreadPool* pool) : m_outer(ms_poolOfThread)
-    {
-        ms_poolOfThread = pool;
-    }
-    ~WorkerScope()
-    {
-        ms_poolOfThread = m_outer;
-    }
-    WorkerScope(const WorkerScope&) = delete;
-    WorkerScope& operator=(const WorkerScope&) = delete;
-
-private:
-    const ThreadPool* m_outer;
-};
 
 /// Nothing may throw any more once there are threads.
 std::vector<HANDLE> RoomFor(unsigned int threadCount)
@@ -94,7 +77,7 @@ void ThreadPool::Shutdown()
 DWORD WINAPI ThreadPool::ThreadRun(void* pool)
 {
     auto* const self = static_cast<ThreadPool*>(pool);
-    const WorkerScope scope(self);
+    const Platform::ScopedValue<const ThreadPool*> scope(ms_poolOfThread, self);
     TaskBase* next = nullptr;
     while (ms_poolOfThread == self && !self->IsShuttingDown() && self->m_queue->Pop(&next, INFINITE))
     {
