@@ -3,7 +3,7 @@
 #include <UtilsLib/platform/UniqueHandle.h>
 #include <UtilsLib/threading/ThreadMonitor.h>
 
-#include <tests/support/ChildProcess.h>
+#include <tests/support/ExpectExit.h>
 #include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
 #include <tests/support/OpenHandles.h>
@@ -17,10 +17,8 @@
 #include <stdexcept>
 #include <string>
 
-using TestSupport::ChildResult;
 using TestSupport::Eventually;
 using TestSupport::ImportPatch;
-using TestSupport::RunChild;
 using TestSupport::ScopedMachineHive;
 using UtilsLib::LiveRegSettings;
 using UtilsLib::ThreadMonitor;
@@ -183,10 +181,7 @@ bool ReadsAs(unsigned long expected)
 
 void ExpectExit(const std::string& way, unsigned long code)
 {
-    const ChildResult result = RunChild("child_live_settings_exit", way);
-
-    EXPECT_TRUE(result.ended) << way << " hangs";
-    EXPECT_EQ(result.exitCode, code) << way;
+    TestSupport::ExpectExit("child_live_settings_exit", way, code);
 }
 
 } // namespace
@@ -426,8 +421,5 @@ TEST(LiveRegSettingsExitTest, HostWithoutTheSemaphoreKeepsItsExitCode)
 
 TEST(LiveRegSettingsExitTest, LibraryIsUnloadedWithTheThreadRunningAndKeepsNothing)
 {
-    const ChildResult result = RunChild("child_live_settings_unload", "5");
-
-    EXPECT_TRUE(result.ended) << "hangs";
-    EXPECT_EQ(result.exitCode, 0u);
+    TestSupport::ExpectExit("child_live_settings_unload", "5", 0);
 }

@@ -1,4 +1,5 @@
 #include <tests/support/ChildProcess.h>
+#include <tests/support/ExpectExit.h>
 
 #include <gtest/gtest.h>
 
@@ -6,18 +7,13 @@
 #include <string>
 
 using TestSupport::ChildProcess;
-using TestSupport::ChildResult;
-using TestSupport::RunChild;
 
 namespace
 {
 
 void ExpectExit(const std::string& way, unsigned long code)
 {
-    const ChildResult result = RunChild("child_tasks_exit", way);
-
-    EXPECT_TRUE(result.ended) << way;
-    EXPECT_EQ(result.exitCode, code) << way;
+    TestSupport::ExpectExit("child_tasks_exit", way, code);
 }
 
 /// The same when what works has to say so before the end.

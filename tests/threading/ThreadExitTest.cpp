@@ -1,12 +1,10 @@
 #include <tests/child/StaticThread.h>
-#include <tests/support/ChildProcess.h>
+#include <tests/support/ExpectExit.h>
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
-
-using TestSupport::ChildResult;
-using TestSupport::RunChild;
 
 namespace
 {
@@ -15,20 +13,14 @@ constexpr std::chrono::seconds kLimit(30);
 
 void ExpectExit(const std::string& way, unsigned long code)
 {
-    const ChildResult result = RunChild("child_thread_exit", way, kLimit);
-
-    EXPECT_TRUE(result.ended) << way;
-    EXPECT_EQ(result.exitCode, code) << way;
+    TestSupport::ExpectExit("child_thread_exit", way, code, kLimit);
 }
 
 void ExpectUnloads(StaticThreadWork work, int rounds, bool atOnce)
 {
     const std::string arguments =
         std::to_string(work) + " " + std::to_string(rounds) + " " + std::to_string(atOnce ? 1 : 0);
-    const ChildResult result = RunChild("child_thread_unload", arguments, std::chrono::seconds(55));
-
-    EXPECT_TRUE(result.ended) << "hangs: " << arguments;
-    EXPECT_EQ(result.exitCode, 0u) << arguments;
+    TestSupport::ExpectExit("child_thread_unload", arguments, 0, std::chrono::seconds(55));
 }
 
 } // namespace
@@ -80,10 +72,7 @@ TEST(ThreadExitTest, LibraryIsUnloadedWhileTheThreadsOfItsSingletonsRun)
 {
     for (const char* arguments : {"3 0", "10 1"})
     {
-        const ChildResult result = RunChild("child_library_unload", arguments, kLimit);
-
-        EXPECT_TRUE(result.ended) << "hangs: " << arguments;
-        EXPECT_EQ(result.exitCode, 0u) << arguments;
+        TestSupport::ExpectExit("child_library_unload", arguments, 0, kLimit);
     }
 }
 #endif
