@@ -4,6 +4,7 @@
 
 #include <tests/compression/ZlibReference.h>
 #include <tests/compression/data/ForeignGzip.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -61,8 +62,7 @@ std::string SomeNoise(std::size_t size)
 
 UniqueFileHandle OpenToWrite(const std::string& path)
 {
-    return UniqueFileHandle(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                        OPEN_EXISTING, 0, nullptr));
+    return TestSupport::OpenFile(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
 }
 
 /// zlib data that asks for a preset dictionary.

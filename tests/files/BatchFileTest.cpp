@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -73,8 +72,7 @@ protected:
 
     std::string Content() const
     {
-        std::ifstream file(m_path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        return TestSupport::ContentOf(m_path);
     }
 
     const std::string m_name = "utilslib_batch_test_" + std::to_string(GetCurrentProcessId()) + ".bat";

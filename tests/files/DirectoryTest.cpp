@@ -6,6 +6,7 @@
 #include <tests/support/FieldsOf.h>
 #include <tests/support/Gate.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/SampleCompany.h>
 #include <tests/support/TempFolder.h>
@@ -29,6 +30,7 @@ using TestSupport::ContentsOf;
 using TestSupport::Eventually;
 using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
+using TestSupport::kShareAll;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
 using TestSupport::RunChild;
@@ -40,14 +42,12 @@ using UtilsLib::Platform::UniqueFileHandle;
 namespace
 {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr bool kKeep = true;
 constexpr bool kUndo = false;
 
 UniqueFileHandle OpenToWrite(const std::string& path)
 {
-    return UniqueFileHandle(
-        CreateFileA(path.c_str(), GENERIC_WRITE, kShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return TestSupport::OpenFile(path, GENERIC_WRITE);
 }
 
 bool CanBeWritten(const std::string& path)

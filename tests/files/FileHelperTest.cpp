@@ -3,12 +3,14 @@
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 
 using TestSupport::LastErrorText;
+using TestSupport::OpenFile;
 using TestSupport::OpenHandles;
 using TestSupport::TempFolder;
 using UtilsLib::FileHelper;
@@ -17,15 +19,10 @@ using UtilsLib::Platform::UniqueFileHandle;
 namespace
 {
 
-UniqueFileHandle Open(const std::string& path, DWORD access, DWORD share)
-{
-    return UniqueFileHandle(CreateFileA(path.c_str(), access, share, nullptr, OPEN_ALWAYS, 0, nullptr));
-}
-
 /// Without taking room on the disk.
 void MakeFile(const std::string& path, long long size)
 {
-    const UniqueFileHandle file = Open(path, GENERIC_WRITE, 0);
+    const UniqueFileHandle file(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
     LARGE_INTEGER end;
     end.QuadPart = size;
     ASSERT_TRUE(SetFilePointerEx(file.Get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(file.Get()))
@@ -82,12 +79,11 @@ TEST(FileHelperTest, AReaderBesideIsToleratedAWriterIsNot)
 {
     TempFolder folder;
     folder.Write("a.dat", "12345");
-    const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     {
-        const UniqueFileHandle reader = Open(folder / "a.dat", GENERIC_READ, FILE_SHARE_READ);
+        const UniqueFileHandle reader = OpenFile(folder / "a.dat", GENERIC_READ, FILE_SHARE_READ);
         EXPECT_EQ(FileHelper::GetFileSize(folder / "a.dat"), 5u);
     }
-    const UniqueFileHandle writer = Open(folder / "a.dat", GENERIC_WRITE, shareAll);
+    const UniqueFileHandle writer = OpenFile(folder / "a.dat", GENERIC_WRITE);
 
     EXPECT_EQ(FileHelper::GetFileSize(folder / "a.dat"), 0u);
 

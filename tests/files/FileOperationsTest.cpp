@@ -3,6 +3,7 @@
 #include <UtilsLib/platform/UniqueFileHandle.h>
 
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -18,17 +19,13 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
+using TestSupport::OpenFile;
 using TestSupport::OpenHandles;
 using UtilsLib::FileOperations;
 using UtilsLib::Platform::UniqueFileHandle;
 
 namespace
 {
-
-UniqueFileHandle Open(const std::string& path, DWORD access, DWORD share)
-{
-    return UniqueFileHandle(CreateFileA(path.c_str(), access, share, nullptr, OPEN_ALWAYS, 0, nullptr));
-}
 
 bool SetSize(HANDLE file, long long size)
 {
@@ -66,7 +63,8 @@ protected:
     }
     UniqueFileHandle OpenWriterBeside() const
     {
-        return Open(m_path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
+        return UniqueFileHandle(CreateFileA(m_path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                            OPEN_ALWAYS, 0, nullptr));
     }
 
     TestSupport::TempFolder m_folder;
@@ -189,7 +187,7 @@ TEST_F(FileOperationsTest, WhatTheCallbackThrowsGoesToTheCallerAndTheFileIsClose
     EXPECT_THROW(FileOperations::OperateOnFile(m_path, 4, nullptr), std::bad_function_call);
 
     EXPECT_EQ(m_chunks.size(), 1u);
-    EXPECT_TRUE(Open(m_path, GENERIC_READ, 0)) << LastErrorText("CreateFileA"); // nobody has it open
+    EXPECT_TRUE(OpenFile(m_path, GENERIC_READ, 0)) << LastErrorText("CreateFileA"); // nobody has it open
 }
 
 TEST_F(FileOperationsTest, LeavesNoHandleBehind)
@@ -217,10 +215,10 @@ TEST_F(FileOperationsTest, OthersMayWriteBesideAndAnExclusiveHolderIsInTheWay)
         EXPECT_TRUE(Operate(10));
     }
     {
-        const UniqueFileHandle deleter = Open(m_path, DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+        const UniqueFileHandle deleter = OpenFile(m_path, DELETE);
         EXPECT_FALSE(Operate(10)); // as an input stream does not share deletion
     }
-    const UniqueFileHandle alone = Open(m_path, GENERIC_READ, 0);
+    const UniqueFileHandle alone = OpenFile(m_path, GENERIC_READ, 0);
 
     EXPECT_FALSE(Operate(10));
 
@@ -347,5 +345,5 @@ TEST_F(FileOperationsTest, AChunkThatDoesNotFitInMemoryIsBadAllocAndNothingStays
 
     EXPECT_THROW(Operate(0xFFFFFFFF), std::bad_alloc);
 
-    EXPECT_TRUE(Open(m_path, GENERIC_READ, 0)) << LastErrorText("CreateFileA");
+    EXPECT_TRUE(OpenFile(m_path, GENERIC_READ, 0)) << LastErrorText("CreateFileA");
 }

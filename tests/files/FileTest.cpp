@@ -3,6 +3,7 @@
 #include <tests/files/RecordingWatcher.h>
 #include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -19,6 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
+using TestSupport::kShareAll;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
 using UtilsLib::File;
@@ -29,7 +31,6 @@ namespace
 constexpr unsigned long kRead = GENERIC_READ;
 constexpr unsigned long kWrite = GENERIC_WRITE;
 constexpr unsigned long kReadWrite = GENERIC_READ | GENERIC_WRITE;
-constexpr unsigned long kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr unsigned long kOld = OPEN_EXISTING;
 constexpr unsigned long kAlways = OPEN_ALWAYS;
 constexpr unsigned long kNormal = FILE_ATTRIBUTE_NORMAL;

@@ -14,7 +14,6 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <random>
 #include <regex>
@@ -41,12 +40,6 @@ std::vector<int> Parsed(const std::string& text)
 {
     const auto [major, minor, build, revision] = FileVersion::ParseVersion(text);
     return {major, minor, build, revision};
-}
-
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 /// Where the version resource of a file's bytes begins: its first three fields stand before this name.
@@ -171,7 +164,7 @@ TEST(FileVersionTest, WhatIsNoProgramHasAnEmptyVersion)
 TEST(FileVersionTest, TheVersionIsReadOnceAndTheFileLetGo)
 {
     const TempFolder folder;
-    folder.Write("copy.dll", ReadFile(InProgramFolder("versioned_file.dll")));
+    folder.Write("copy.dll", TestSupport::ContentOf(InProgramFolder("versioned_file.dll")));
     const unsigned long handles = TestSupport::OpenHandles();
 
     const FileVersion version(folder / "copy.dll");
@@ -263,7 +256,7 @@ TEST(FileVersionTest, TheSystemsParserFindsAnEndInAnUnendingResource)
 TEST(FileVersionTest, ADamagedResourceGivesAVersionOrNone)
 {
     const TempFolder folder;
-    const std::string whole = ReadFile(InProgramFolder("versioned_file.dll"));
+    const std::string whole = TestSupport::ContentOf(InProgramFolder("versioned_file.dll"));
     const std::size_t start = FindResource(whole);
     ASSERT_NE(start, std::string::npos);
     const std::regex form("|[0-9]+\\.[0-9]+\\.[0-9]+\\.[0-9]+");
@@ -286,7 +279,7 @@ TEST(FileVersionTest, ADamagedResourceGivesAVersionOrNone)
 TEST(FileVersionTest, ATruncatedFileGivesAVersionOrNone)
 {
     const TempFolder folder;
-    const std::string whole = ReadFile(InProgramFolder("versioned_file.dll"));
+    const std::string whole = TestSupport::ContentOf(InProgramFolder("versioned_file.dll"));
     const std::size_t start = FindResource(whole);
     ASSERT_NE(start, std::string::npos);
     for (const std::size_t size : {std::size_t(1), std::size_t(64), std::size_t(512), start, start + 2, start + 40})

@@ -5,6 +5,7 @@
 #include <tests/support/ChildProcess.h>
 #include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -19,6 +20,7 @@ using TestSupport::ChildProcess;
 using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
 using TestSupport::LastErrorText;
+using TestSupport::OpenFile;
 using TestSupport::OpenHandles;
 using TestSupport::TempFolder;
 using UtilsLib::ScopedFileLock;
@@ -27,18 +29,10 @@ using UtilsLib::Platform::UniqueFileHandle;
 namespace
 {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-UniqueFileHandle Open(const std::string& path, DWORD access)
-{
-    return UniqueFileHandle(CreateFileA(path.c_str(), access, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
-}
-
 /// The error of trying to write the file, 0 when it can be written.
 DWORD ErrorOfWriting(const std::string& path)
 {
-    const UniqueFileHandle file = Open(path, GENERIC_WRITE);
-    return file ? 0 : GetLastError();
+    return TestSupport::ErrorOfOpening(path, GENERIC_WRITE);
 }
 
 struct Fields
@@ -88,7 +82,7 @@ TEST(ScopedFileLockTest, OthersMayReadButNeitherWriteNorDeleteUntilItIsGone)
     {
         EXPECT_EQ(ErrorOfWriting(folder / name), DWORD{ERROR_SHARING_VIOLATION}) << name;
         EXPECT_FALSE(DeleteFileA((folder / name).c_str())) << name;
-        EXPECT_TRUE(Open(folder / name, GENERIC_READ)) << LastErrorText(name);
+        EXPECT_TRUE(OpenFile(folder / name, GENERIC_READ)) << LastErrorText(name);
     }
 
     lock.reset();

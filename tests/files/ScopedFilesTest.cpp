@@ -6,6 +6,7 @@
 #include <tests/support/ChildProcess.h>
 #include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
@@ -17,9 +18,12 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using TestSupport::ChildProcess;
+using TestSupport::ErrorOfOpening;
 using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
+using TestSupport::kShareAll;
 using TestSupport::LastErrorText;
+using TestSupport::OpenFile;
 using TestSupport::OpenHandles;
 using UtilsLib::File;
 using UtilsLib::ScopedFiles;
@@ -27,20 +31,6 @@ using UtilsLib::Platform::UniqueFileHandle;
 
 namespace
 {
-
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-UniqueFileHandle OpenBeside(const std::string& path, DWORD access, DWORD share = kShareAll)
-{
-    return UniqueFileHandle(CreateFileA(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr));
-}
-
-/// The error of opening the file beside, 0 when it can be opened.
-DWORD ErrorOfOpening(const std::string& path, DWORD access)
-{
-    const UniqueFileHandle file = OpenBeside(path, access);
-    return file ? 0 : GetLastError();
-}
 
 /// Three files and a set of them. The watcher spoils the last error, as anything that a host does there may.
 class ScopedFilesTest : public testing::Test
@@ -291,7 +281,7 @@ TEST_F(ScopedFilesTest, LockFilesDenyWriteOfAMissingFileLeavesAllClosed)
 
 TEST_F(ScopedFilesTest, LockFilesDenyWriteOfAFileThatIsWrittenElsewhereFails)
 {
-    const UniqueFileHandle writer = OpenBeside(m_folder / "b.dat", GENERIC_WRITE);
+    const UniqueFileHandle writer = OpenFile(m_folder / "b.dat", GENERIC_WRITE);
     ASSERT_TRUE(writer) << LastErrorText("CreateFileA");
     SetLastError(0);
 

@@ -5,19 +5,20 @@
 #include <tests/support/ChildProcess.h>
 #include <tests/support/FieldsOf.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/OpenFile.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 
 using TestSupport::ChildProcess;
 using TestSupport::FieldsOf;
 using TestSupport::ImportPatch;
+using TestSupport::kShareAll;
 using TestSupport::LastErrorText;
 using TestSupport::OpenHandles;
 using UtilsLib::ScopedTempFile;
@@ -27,7 +28,6 @@ namespace
 {
 
 constexpr unsigned long kWrite = GENERIC_WRITE;
-constexpr unsigned long kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 std::string TempFolderPath()
 {
@@ -60,8 +60,7 @@ protected:
     }
     std::string Content() const
     {
-        std::ifstream file(m_path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        return TestSupport::ContentOf(m_path);
     }
 
     const std::string m_name = "utilslib_temp_file_test_" + std::to_string(GetCurrentProcessId()) + ".dat";

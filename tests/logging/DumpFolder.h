@@ -1,11 +1,10 @@
 #pragma once
 
 #include <tests/logging/DumpFile.h>
+#include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,8 +31,7 @@ protected:
     }
     static std::string ReadOnlyDump()
     {
-        std::ifstream file(OnlyDump(), std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
+        return TestSupport::ContentOf(OnlyDump());
     }
     static void Clear()
     {

@@ -76,8 +76,7 @@ void TempFolder::Write(const std::string& relative, const std::string& content) 
 
 std::string TempFolder::Read(const std::string& relative) const
 {
-    std::ifstream file(*this / relative, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return ContentOf(*this / relative);
 }
 
 void TempFolder::MakeFolder(const std::string& relative) const
@@ -102,6 +101,12 @@ std::vector<std::string> TempFolder::Tree(const std::string& relative) const
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::string ContentOf(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 std::string LastErrorText(const std::string& name)

@@ -32,6 +32,9 @@ private:
     std::string m_path;
 };
 
+/// The whole file of this path; empty when it cannot be read.
+std::string ContentOf(const std::string& path);
+
 /// "name: error 32 (text of the system)", for failure messages.
 std::string LastErrorText(const std::string& name);
 
