@@ -1,16 +1,18 @@
 #include <UtilsLib/events/Cast.h>
 #include <UtilsLib/events/Event.h>
 
+#include <tests/support/InCapitals.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cstdint>
 #include <iterator>
 #include <string>
 #include <type_traits>
 
+using TestSupport::InCapitals;
 using UtilsLib::Cast;
 using namespace std::string_literals;
 
@@ -75,13 +77,6 @@ const Row kStates[] = {
     {1, UtilsLib::EventState_Set, "EventState_Set", "eventstate_set"},
     {2, UtilsLib::EventState_Reset, "EventState_Reset", "eventstate_reset"},
 };
-
-std::string InCapitals(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
 
 /// Texts that differ from `name` by little and are none.
 std::vector<std::string> NearMisses(const std::string& name)

@@ -5,19 +5,20 @@
 
 #include <tests/support/AllocationFault.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/InCapitals.h>
 #include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 
 #include <objbase.h>
 
-#include <algorithm>
 #include <clocale>
 #include <new>
 #include <regex>
 
 using TestSupport::AllocationFault;
 using TestSupport::ImportPatch;
+using TestSupport::InCapitals;
 using TestSupport::TempFolder;
 using UtilsLib::HelperUtils;
 using UtilsLib::Paths;
@@ -29,12 +30,6 @@ namespace
 
 constexpr GUID kProgramData = {0x62AB5D82, 0xFDC1, 0x4DC3, {0xA9, 0xDD, 0x07, 0x0D, 0x1D, 0x49, 0x5D, 0x97}};
 constexpr GUID kNoFolder = {0x12345678, 0x1234, 0x1234, {1, 2, 3, 4, 5, 6, 7, 8}};
-
-std::string InCapitals(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
 
 std::string Lowered(std::string text)
 {

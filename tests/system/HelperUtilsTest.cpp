@@ -5,6 +5,7 @@
 
 #include <tests/support/ChildProcess.h>
 #include <tests/support/ImportPatch.h>
+#include <tests/support/InCapitals.h>
 #include <tests/support/OpenHandles.h>
 #include <tests/support/ScopedMachineHive.h>
 #include <tests/support/TempFolder.h>
@@ -14,21 +15,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 
 using TestSupport::ImportPatch;
+using TestSupport::InCapitals;
 using TestSupport::TempFolder;
 using UtilsLib::HelperUtils;
 using namespace std::string_literals;
 
 namespace
 {
-
-std::string InCapitals(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
 
 std::string Trimmed(std::string path)
 {

@@ -5,6 +5,8 @@
 #include <UtilsLib/system/HelperUtils.h>
 #include <UtilsLib/text/StringUtils.h>
 
+#include <tests/text/ReadLines.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,9 +14,9 @@
 #include <iterator>
 #include <random>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 
+using TestSupport::ReadLines;
 using UtilsLib::FileVersion;
 using UtilsLib::HelperUtils;
 using UtilsLib::Paths;
@@ -59,17 +61,6 @@ std::string Lowered(std::string text)
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
     return text;
-}
-
-std::vector<std::string> ReadLines(const std::string& text, char delimiter)
-{
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line, delimiter);)
-    {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 } // namespace

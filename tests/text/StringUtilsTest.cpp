@@ -1,6 +1,7 @@
 #include <UtilsLib/text/StringUtils.h>
 
 #include <tests/support/ImportPatch.h>
+#include <tests/text/ReadLines.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,12 +13,12 @@
 #include <clocale>
 #include <cstdlib>
 #include <locale>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using TestSupport::ReadLines;
 using UtilsLib::StringUtils;
 using namespace std::string_literals;
 
@@ -83,18 +84,6 @@ std::string EveryByte()
         all += static_cast<char>(byte);
     }
     return all;
-}
-
-/// Split as its definition has it: reading lines from a stream.
-std::vector<std::string> ReadLines(const std::string& text, char delimiter)
-{
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line, delimiter);)
-    {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 struct Numbers
