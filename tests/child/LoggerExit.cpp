@@ -120,6 +120,33 @@ int EndOnTheLoggersThread(const std::string& folder)
     return 2;
 }
 
+int EndInAFlood(Logger& logger, unsigned long milliseconds, const std::string& folder)
+{
+    logger.Start();
+    g_flood.Start(logger);
+    Sleep(milliseconds);
+    std::vector<int> counts;
+    for (const std::atomic<int>& logged : g_flood.logged)
+    {
+        counts.push_back(logged);
+    }
+    WriteAccepted(folder, counts);
+    return 7;
+}
+
+int EndInTheOpening(Logger& logger, const std::string& folder)
+{
+    static const TestSupport::ImportPatch stay("KERNEL32.dll", "CreateFileA", &OpenAndStay);
+    LogLines(logger, 1000);
+    WriteAccepted(folder, {1000});
+    logger.Start();
+    while (!g_opened)
+    {
+        Sleep(1);
+    }
+    return 7;
+}
+
 int Run(const std::string& way, unsigned long milliseconds, const std::string& folder)
 {
     {
@@ -135,28 +162,11 @@ int Run(const std::string& way, unsigned long milliseconds, const std::string& f
     }
     if (way == "flood")
     {
-        logger.Start();
-        g_flood.Start(logger);
-        Sleep(milliseconds);
-        std::vector<int> counts;
-        for (const std::atomic<int>& logged : g_flood.logged)
-        {
-            counts.push_back(logged);
-        }
-        WriteAccepted(folder, counts);
-        return 7;
+        return EndInAFlood(logger, milliseconds, folder);
     }
     if (way == "in-open")
     {
-        static const TestSupport::ImportPatch stay("KERNEL32.dll", "CreateFileA", &OpenAndStay);
-        LogLines(logger, 1000);
-        WriteAccepted(folder, {1000});
-        logger.Start();
-        while (!g_opened)
-        {
-            Sleep(1);
-        }
-        return 7;
+        return EndInTheOpening(logger, folder);
     }
     const int lines = way == "drain" ? 100'000 : 1000;
     LogLines(logger, lines);
