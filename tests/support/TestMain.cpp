@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <thread>
 
 namespace
 {
@@ -41,7 +40,9 @@ class NoteStarts : public testing::EmptyTestEventListener
 class Watchdog
 {
 public:
-    Watchdog() : m_over(CreateEventA(nullptr, TRUE, FALSE, nullptr)), m_thread(&Watchdog::Watch, this)
+    Watchdog()
+        : m_over(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
+          m_thread(CreateThread(nullptr, 0, &Watchdog::Run, this, 0, nullptr))
     {
         // A thread that is starting opens handles: tests that count them must not see it.
         while (!m_watching)
@@ -52,12 +53,20 @@ public:
     ~Watchdog()
     {
         SetEvent(m_over.Get());
-        m_thread.join();
+        WaitForSingleObject(m_thread.Get(), INFINITE);
     }
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
 private:
+    // A thread of the system's: joining one of the run-time library's fails now and then at the end of a process ("No
+    // such process").
+    static DWORD WINAPI Run(void* watchdog)
+    {
+        static_cast<Watchdog*>(watchdog)->Watch();
+        return 0;
+    }
+
     void Watch()
     {
         const unsigned long long limit = Limit();
@@ -76,8 +85,8 @@ private:
     }
 
     UtilsLib::Platform::UniqueHandle m_over;
-    std::atomic<bool> m_watching = false;
-    std::thread m_thread;
+    std::atomic<bool> m_watching = false; // before the thread, which writes it
+    UtilsLib::Platform::UniqueHandle m_thread;
 };
 
 /// GoogleTest's first trace and the run-time's first exception open handles that stay. Tests that count handles must
